@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace lorvan {
+
+// Every width in the console log and in text tables is counted in user-perceived characters
+// (grapheme clusters): "é" written as e + combining accent, "⦿" and an emoji each count one.
+// Thread-safe: each thread keeps its own break iterator.
+
+/// Number of grapheme clusters in UTF-8 `text`. Invalid UTF-8 counts one per replaced sequence.
+[[nodiscard]] std::size_t characterCount(std::string_view text);
+
+/// The first grapheme cluster of `text`, or an empty string for an empty text.
+[[nodiscard]] std::string firstCharacter(std::string_view text);
+
+} // namespace lorvan

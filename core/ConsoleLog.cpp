@@ -1,0 +1,27 @@
+#include "core/ConsoleLog.hpp"
+
+#include <atomic>
+#include <string>
+
+namespace lorvan {
+namespace {
+std::atomic<std::FILE*> logStream{nullptr};
+}
+
+void ConsoleLog::setOutput(std::FILE* stream) { logStream.store(stream, std::memory_order_release); }
+
+std::FILE* ConsoleLog::output() {
+    std::FILE* stream = logStream.load(std::memory_order_acquire);
+    return stream ? stream : stdout;
+}
+
+void ConsoleLog::write(std::string_view text, std::string_view terminator) {
+    std::string line;
+    line.reserve(text.size() + terminator.size());
+    line.append(text).append(terminator);
+    std::FILE* stream = output();
+    std::fwrite(line.data(), 1, line.size(), stream);
+    std::fflush(stream);
+}
+
+} // namespace lorvan
