@@ -1,1 +1,26 @@
-int main() { return 0; }
+#include "Commands.hpp"
+
+#include <cstdio>
+
+int main(int argc, char** argv) {
+    CLI::App app{"lorvan-cli: reads and plays audio CDs ripped to files", "lorvan-cli"};
+    app.set_version_flag("--version", std::string("lorvan-cli ") + LORVAN_VERSION);
+    app.require_subcommand(1);
+
+    int status = lorvan::cli::exitSuccess;
+    (void)status; // commands register here
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
+        return app.exit(e);
+    } catch (const CLI::ParseError& e) {
+        app.exit(e);
+        return lorvan::cli::exitUsage;
+    }
+    return status;
+}
