@@ -29,7 +29,7 @@ fuzz: bootstrap
 	@scripts/run-fuzzers 60
 
 bench: build
-	build/default/bench/lorvan-bench
+	@scripts/run-benchmarks
 
 format:
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
