@@ -19,9 +19,9 @@ void ConsoleLog::write(std::string_view text, std::string_view terminator) {
     std::string line;
     line.reserve(text.size() + terminator.size());
     line.append(text).append(terminator);
-    std::FILE* stream = output();
-    std::fwrite(line.data(), 1, line.size(), stream);
-    std::fflush(stream);
+    // No flush per line: a sheet logs hundreds of lines and the stream is flushed at exit
+    // (and by fatalError before it aborts).
+    std::fwrite(line.data(), 1, line.size(), output());
 }
 
 } // namespace lorvan

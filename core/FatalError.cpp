@@ -14,6 +14,7 @@ void fatalError(std::string_view message, std::source_location location) {
     line += ':';
     line += std::to_string(location.line());
     line += ")\n";
+    std::fflush(nullptr); // keep the console log that led here
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);
     std::abort();
