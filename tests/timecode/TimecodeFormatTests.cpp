@@ -1,0 +1,181 @@
+#include "timecode/Timecode.hpp"
+#include "timecode/TimecodeFormat.hpp"
+
+#include <array>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+
+namespace lorvan {
+namespace {
+
+using Style = TimecodeFormat::Style;
+using Unit = TimecodeFormat::Unit;
+using Precision = TimecodeFormat::Precision;
+
+struct StyleRow {
+    Style style;
+    std::array<const char*, 5> texts;
+};
+
+// Columns: 3:25.5 at 44100, the same negative, 12:34:56 at 75, 0 at 44100, 90061 s at 44100.
+const std::array<StyleRow, 9> exampleTable{{
+    {Style::all,
+     {"+0 days 00:03:25'22050", "-0 days 00:03:25'22050", "+0 days 00:12:34'56", "+0 days 00:00:00'00000",
+      "+1 days 01:01:01'00000"}},
+    {Style::standard, {"0:03:25.50", "-0:03:25.50", "0:12:34.74", "0:00:00.00", "25:01:01.00"}},
+    {Style::discPlayer, {"3:25", "-3:25", "12:34", "0:00", "1501:01"}},
+    {Style::discPlayerCentiseconds, {"3:25.50", "-3:25.50", "12:34.74", "00.00", "1501:01.00"}},
+    {Style::cddaPlayer, {"3:25", "-3:25", "12:34", "0:00", "99:01"}},
+    {Style::cdda, {"+3:25:37", "-3:25:37", "+12:34:56", "+0:00:00", "+1501:01:00"}},
+    {Style::cddaCueSheet, {"03:25:37", "-03:25:37", "12:34:56", "00:00:00", "1501:01:00"}},
+    {Style::toc, {"03:25.50", "-03:25.50", "12:34.74", "00:00.00", "1501:01.00"}},
+    {Style::frames, {"0:03:25'22050", "-0:03:25'22050", "0:12:34'56", "0:00:00'00000", "25:01:01'00000"}},
+}};
+
+TEST(TimecodeFormat, ExampleTableInEveryStyle) {
+    const std::array<Timecode, 5> timecodes{Timecode(9062550, 44100), Timecode(-9062550, 44100),
+                                            Timecode(56606, 75), Timecode(0, 44100),
+                                            Timecode(90061LL * 44100, 44100)};
+    ASSERT_EQ(exampleTable.size(), TimecodeFormat::allStyles.size());
+    for (std::size_t row = 0; row < exampleTable.size(); ++row) {
+        EXPECT_EQ(exampleTable[row].style, TimecodeFormat::allStyles[row]);
+        for (std::size_t column = 0; column < timecodes.size(); ++column) {
+            const auto& timecode = timecodes[column];
+            EXPECT_EQ(timecode.formatted(exampleTable[row].style), exampleTable[row].texts[column])
+                << "style row " << row << ", position " << timecode.position();
+            EXPECT_EQ(timecode.formatted(TimecodeFormat(exampleTable[row].style)),
+                      exampleTable[row].texts[column]);
+        }
+    }
+    EXPECT_EQ(timecodes[0].description(), "+0 days 00:03:25'22050");
+}
+
+TEST(TimecodeFormat, StylesStandForTheirFormats) {
+    EXPECT_EQ(TimecodeFormat(Style::cddaPlayer),
+              TimecodeFormat(Unit::minute, 99u, std::nullopt, Precision::second, false, true, true));
+    EXPECT_EQ(TimecodeFormat(Style::cddaCueSheet),
+              TimecodeFormat(Unit::minute, std::nullopt, 2, Precision::cdda75thOfSecond, false, true, true));
+    for (const auto style : TimecodeFormat::allStyles)
+        EXPECT_TRUE(TimecodeFormat(style).padding);
+}
+
+TEST(TimecodeFormat, OverflowRendersInfinityInEveryStyle) {
+    auto timecode = Timecode::max(44100);
+    for (const auto style : TimecodeFormat::allStyles)
+        EXPECT_EQ(timecode.formatted(style), "+∞");
+    timecode.negate();
+    for (const auto style : TimecodeFormat::allStyles)
+        EXPECT_EQ(timecode.formatted(style), "-∞");
+    EXPECT_EQ(timecode.description(), "-∞");
+}
+
+TEST(TimecodeFormat, LeadingNumberWidthAndCap) {
+    EXPECT_EQ(Timecode(7, 75).formatted(Style::discPlayerCentiseconds), "00.09");
+    EXPECT_EQ(Timecode(27, 0, 100, 0, 0, 75).formatted(Style::cddaCueSheet), "100:00:27");
+    EXPECT_EQ(Timecode(27, 0, 9, 0, 0, 75).formatted(Style::cddaCueSheet), "09:00:27");
+
+    const Timecode timecode(9062550, 44100); // 3:25.5
+    const auto withWidth = [&](std::optional<int> width) {
+        return timecode.formatted(
+            TimecodeFormat(Unit::minute, std::nullopt, width, Precision::second, false, true, true));
+    };
+    EXPECT_EQ(withWidth(std::nullopt), "3:25");
+    EXPECT_EQ(withWidth(0), "3:25");
+    EXPECT_EQ(withWidth(1), "3:25");
+    EXPECT_EQ(withWidth(5), "00003:25");
+    EXPECT_EQ(withWidth(-4), "3   :25"); // a printf "-" flag: left-aligned with spaces
+
+    // The cap touches the leading number only, whatever the unit.
+    const Timecode longOne(5, 1, 1, 1, 2, 75); // 2 days 01:01:01 and 5 sectors
+    const auto capped = [&](Unit unit, std::uint32_t cap) {
+        return longOne.formatted(
+            TimecodeFormat(unit, cap, std::nullopt, Precision::second, false, true, true));
+    };
+    EXPECT_EQ(capped(Unit::day, 1), "1 days 01:01:01");
+    EXPECT_EQ(capped(Unit::hour, 30), "30:01:01");
+    EXPECT_EQ(capped(Unit::hour, 60), "49:01:01");
+    EXPECT_EQ(capped(Unit::minute, 99), "99:01");
+    EXPECT_EQ(capped(Unit::second, 100000), "100000");
+    EXPECT_EQ(capped(Unit::second, 1000000), "176461");
+}
+
+TEST(TimecodeFormat, ShortDisplayDropsAZeroLeadingNumber) {
+    const Timecode timecode(9062550, 44100);
+    const auto shortFormat = [](Unit unit) {
+        return TimecodeFormat(unit, std::nullopt, std::nullopt, Precision::second, false, false, true);
+    };
+    EXPECT_EQ(timecode.formatted(shortFormat(Unit::day)), "00:03:25");
+    EXPECT_EQ(timecode.formatted(shortFormat(Unit::hour)), "03:25");
+    EXPECT_EQ(timecode.formatted(shortFormat(Unit::minute)), "3:25");
+    EXPECT_EQ(timecode.formatted(shortFormat(Unit::second)), "205");
+    EXPECT_EQ(Timecode(0, 44100).formatted(shortFormat(Unit::second)), "0");
+    EXPECT_EQ(Timecode(44100 * 86400LL, 44100).formatted(shortFormat(Unit::day)), "1 days 00:00:00");
+    EXPECT_EQ(Timecode(-44100 * 3600LL, 44100).formatted(shortFormat(Unit::hour)), "-1:00:00");
+    // A cap of 0 makes the leading number 0 and so drops it too.
+    EXPECT_EQ(timecode.formatted(
+                  TimecodeFormat(Unit::minute, 0u, std::nullopt, Precision::second, false, false, true)),
+              "25");
+}
+
+TEST(TimecodeFormat, FractionsRoundDown) {
+    const auto fraction = [](const Timecode& timecode, Precision precision) {
+        return timecode.formatted(
+            TimecodeFormat(Unit::second, std::nullopt, std::nullopt, precision, false, true, false));
+    };
+    const Timecode halfSecond(22050, 44100);
+    EXPECT_EQ(fraction(halfSecond, Precision::second), "0");
+    EXPECT_EQ(fraction(halfSecond, Precision::decisecond), "0.5");
+    EXPECT_EQ(fraction(halfSecond, Precision::centisecond), "0.50");
+    EXPECT_EQ(fraction(halfSecond, Precision::milisecond), "0.500");
+    EXPECT_EQ(fraction(halfSecond, Precision::cdda75thOfSecond), "0:37");
+    EXPECT_EQ(fraction(halfSecond, Precision::frame), "0'22050");
+
+    const Timecode sevenSectors(-82, 75); // -1 s and 7 sectors
+    EXPECT_EQ(fraction(sevenSectors, Precision::decisecond), "-1.0");
+    EXPECT_EQ(fraction(sevenSectors, Precision::centisecond), "-1.09");
+    EXPECT_EQ(fraction(sevenSectors, Precision::milisecond), "-1.093");
+    EXPECT_EQ(fraction(sevenSectors, Precision::cdda75thOfSecond), "-1:07");
+    EXPECT_EQ(fraction(Timecode(44099, 44100), Precision::milisecond), "0.999");
+    EXPECT_EQ(fraction(Timecode(44099, 44100), Precision::cdda75thOfSecond), "0:74");
+}
+
+TEST(TimecodeFormat, FrameFractionHasTheDigitsOfTheRate) {
+    EXPECT_EQ(Timecode(7, 44100).formatted(Style::frames), "0:00:00'00007");
+    EXPECT_EQ(Timecode(5, 1).formatted(Style::frames), "0:00:05'0");
+    EXPECT_EQ(Timecode(13, 9).formatted(Style::frames), "0:00:01'4");
+    EXPECT_EQ(Timecode(13, 10).formatted(Style::frames), "0:00:01'03");
+    EXPECT_EQ(Timecode(105, 100).formatted(Style::frames), "0:00:01'005");
+    EXPECT_EQ(Timecode(192001, 192000).formatted(Style::frames), "0:00:01'000001");
+}
+
+TEST(TimecodeFormat, SignAndPadding) {
+    const auto signedFormat = [](bool positiveSign, bool padding) {
+        return TimecodeFormat(Unit::minute, std::nullopt, 2, Precision::second, positiveSign, true, padding);
+    };
+    EXPECT_EQ(Timecode(75, 75).formatted(signedFormat(true, true)), "+00:01");
+    EXPECT_EQ(Timecode(-75, 75).formatted(signedFormat(true, true)), "-00:01");
+    EXPECT_EQ(Timecode(0, 75).formatted(signedFormat(true, false)), "+00:00");
+    EXPECT_EQ(Timecode(-75, 75).formatted(signedFormat(false, false)), "-00:01");
+    EXPECT_EQ(Timecode(75, 75).formatted(signedFormat(false, false)), "00:01");
+}
+
+TEST(TimecodeFormatDeathTest, InvalidInputStopsTheProcess) {
+    // 3,000,000 days are 4.32e9 minutes: beyond 32 bits.
+    const Timecode manyDays(0, 0, 0, 0, 3000000, 1);
+    EXPECT_DEATH((void)manyDays.formatted(Style::discPlayer), "overflow in multiplication");
+    const TimecodeFormat inSeconds(Unit::second, std::nullopt, std::nullopt, Precision::second, false, true,
+                                   true);
+    EXPECT_DEATH((void)manyDays.formatted(inSeconds), "overflow in multiplication");
+    // Units that stay within 32 bits still render.
+    EXPECT_EQ(manyDays.formatted(Style::frames), "72000000:00:00'0");
+    EXPECT_EQ(manyDays.formatted(Style::all), "+3000000 days 00:00:00'0");
+
+    TimecodeData noRate = Timecode(22050, 44100).data();
+    noRate.rate = 0;
+    EXPECT_DEATH((void)TimecodeFormat(Style::standard).render(noRate), "rate is 0");
+}
+
+} // namespace
+} // namespace lorvan

@@ -1,0 +1,375 @@
+#include "timecode/Timecode.hpp"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <limits>
+#include <unordered_set>
+
+namespace lorvan {
+namespace {
+
+using Unit = Timecode::Unit;
+constexpr auto int64Max = std::numeric_limits<std::int64_t>::max();
+constexpr auto int64Min = std::numeric_limits<std::int64_t>::min();
+
+void expectSplit(const Timecode& timecode, bool negative, std::uint32_t day, std::uint32_t hour,
+                 std::uint32_t minute, std::uint32_t second, std::uint32_t frame) {
+    EXPECT_EQ(timecode.isNegative(), negative);
+    EXPECT_EQ(timecode.day(), day);
+    EXPECT_EQ(timecode.hour(), hour);
+    EXPECT_EQ(timecode.minute(), minute);
+    EXPECT_EQ(timecode.second(), second);
+    EXPECT_EQ(timecode.frame(), frame);
+}
+
+TEST(Timecode, ConstructionSplitsThePosition) {
+    const Timecode zero;
+    EXPECT_EQ(zero.rate(), 44100);
+    EXPECT_EQ(zero.position(), 0);
+    EXPECT_FALSE(zero.isOverflown());
+    expectSplit(zero, false, 0, 0, 0, 0, 0);
+
+    expectSplit(Timecode(-1, 44100), true, 0, 0, 0, 0, 1);
+    expectSplit(Timecode(158760000, 44100), false, 0, 1, 0, 0, 0);
+    expectSplit(Timecode(-75, 75), true, 0, 0, 0, 1, 0);
+    // 1 day 2 h 3 min 4 s and 5 frames.
+    expectSplit(Timecode(((86400 + 2 * 3600 + 3 * 60 + 4) * 75) + 5, 75), false, 1, 2, 3, 4, 5);
+
+    const Timecode fromComponents(5, 4, 3, 2, 1, 75);
+    EXPECT_EQ(fromComponents.position(), ((86400 + 2 * 3600 + 3 * 60 + 4) * 75) + 5);
+    // Components beyond their usual ranges simply add up.
+    EXPECT_EQ(Timecode(0, 90061, 0, 0, 0, 44100).position(), 90061LL * 44100);
+}
+
+TEST(Timecode, SplitRebuildsTheMagnitudeAtManyRates) {
+    for (const std::int32_t rate : {1, 7, 75, 1000, 44100, 192000}) {
+        for (const std::int64_t position :
+             {0LL, 1LL, 59LL, 3599LL, 86399LL, 86400LL, 123456789LL, -987654321LL}) {
+            const Timecode timecode(position * rate / 7 + position % 13, rate);
+            const auto& d = timecode.data();
+            const std::int64_t seconds = d.day * 86400LL + d.hour * 3600LL + d.minute * 60LL + d.second;
+            const std::int64_t magnitude =
+                timecode.position() < 0 ? -timecode.position() : timecode.position();
+            EXPECT_EQ(seconds * rate + d.frame, magnitude) << "rate " << rate << " position " << position;
+            EXPECT_LT(d.hour, 24u);
+            EXPECT_LT(d.minute, 60u);
+            EXPECT_LT(d.second, 60u);
+            EXPECT_LT(d.frame, static_cast<std::uint32_t>(rate));
+        }
+    }
+}
+
+TEST(Timecode, DataRoundTripKeepsOnlyPositionAndRate) {
+    TimecodeData data;
+    data.position = 9062550;
+    data.rate = 44100;
+    data.relativeOrigin = 99;
+    data.isOverflown = true;
+    data.minute = 42;
+    const Timecode timecode(data);
+    EXPECT_EQ(timecode.relativeOrigin(), 0);
+    EXPECT_FALSE(timecode.isOverflown());
+    expectSplit(timecode, false, 0, 0, 3, 25, 22050);
+}
+
+TEST(Timecode, MaxIsAPositiveOverflowThatStaysMarked) {
+    auto timecode = Timecode::max(44100);
+    EXPECT_EQ(timecode.position(), int64Max);
+    EXPECT_TRUE(timecode.isOverflown());
+    EXPECT_TRUE(timecode.isPositiveOverflow());
+    EXPECT_FALSE(timecode.isNegativeOverflow());
+
+    // Only construction clears the mark: moving away from the limit keeps it.
+    timecode.decrement();
+    EXPECT_EQ(timecode.position(), int64Max - 1);
+    EXPECT_TRUE(timecode.isOverflown());
+    timecode.negate();
+    EXPECT_TRUE(timecode.isNegativeOverflow());
+    EXPECT_FALSE(timecode.isPositiveOverflow());
+    EXPECT_FALSE(Timecode(int64Max - 1, 44100).isOverflown());
+}
+
+TEST(Timecode, PlainPropertiesAreStoredFaithfully) {
+    Timecode timecode(100, 75);
+    timecode.setRelativeOrigin(-300);
+    timecode.setIsResetingAtOverflow(true);
+    EXPECT_EQ(timecode.relativeOrigin(), -300);
+    EXPECT_TRUE(timecode.isResetingAtOverflow());
+    // The origin takes no part in the split.
+    expectSplit(timecode, false, 0, 0, 0, 1, 25);
+
+    timecode.setPosition(-150);
+    EXPECT_EQ(timecode.relativeOrigin(), -300);
+    expectSplit(timecode, true, 0, 0, 0, 2, 0);
+    timecode.reset();
+    EXPECT_EQ(timecode.position(), 0);
+    EXPECT_FALSE(timecode.isNegative());
+}
+
+TEST(Timecode, ValueInUnits) {
+    const Timecode timecode(9062550, 44100); // 205.5 s
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::day), 205.5 / 86400);
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::hour), 205.5 / 3600);
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::minute), 205.5 / 60);
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::second), 205.5);
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::decisecond), 2055);
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::cdda75thOfSecond), 15412.5);
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::centisecond), 20550);
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::milisecond), 205500);
+    EXPECT_DOUBLE_EQ(timecode.value(Unit::frame), 9062550);
+    EXPECT_DOUBLE_EQ(Timecode(-75, 75).value(Unit::second), -1);
+}
+
+TEST(Timecode, AddingUnitsUsesWholeFramesPerUnit) {
+    const auto added = [](std::int32_t rate, Unit unit, std::int64_t count = 1) {
+        Timecode timecode(1000, rate);
+        timecode.add(count, unit);
+        return timecode.position() - 1000;
+    };
+    EXPECT_EQ(added(44100, Unit::day), 3810240000);
+    EXPECT_EQ(added(44100, Unit::hour), 158760000);
+    EXPECT_EQ(added(44100, Unit::minute), 2646000);
+    EXPECT_EQ(added(44100, Unit::second), 44100);
+    EXPECT_EQ(added(44100, Unit::decisecond), 4410);
+    EXPECT_EQ(added(44100, Unit::cdda75thOfSecond), 588);
+    EXPECT_EQ(added(44100, Unit::centisecond), 441);
+    EXPECT_EQ(added(44100, Unit::milisecond), 0); // 44.1 frames is no whole number
+    EXPECT_EQ(added(48000, Unit::milisecond), 48);
+    EXPECT_EQ(added(75, Unit::milisecond), 0);
+    EXPECT_EQ(added(75, Unit::cdda75thOfSecond), 1);
+    EXPECT_EQ(added(75, Unit::frame, -7), -7);
+    EXPECT_EQ(added(49710, Unit::day), 4294944000); // the largest rate whose day fits 32 bits
+
+    Timecode timecode(0, 75);
+    timecode.subtract(2, Unit::second);
+    EXPECT_EQ(timecode.position(), -150);
+    timecode.add(74, 1, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), -1);
+    timecode.subtract(0, 0, 1, 0, 0);
+    EXPECT_EQ(timecode.position(), -4501);
+    timecode.increment();
+    timecode.increment();
+    EXPECT_EQ(timecode.position(), -4499);
+}
+
+TEST(Timecode, OnlyNegativeClampsCountingAtZero) {
+    Timecode timecode(-10, 44100);
+    timecode.setIsOnlyNegative(true);
+    timecode.add(20, Unit::frame);
+    EXPECT_EQ(timecode.position(), 0);
+
+    timecode.setPosition(-1);
+    timecode.increment();
+    EXPECT_EQ(timecode.position(), 0);
+    timecode.setPosition(-2);
+    timecode.increment();
+    EXPECT_EQ(timecode.position(), -1);
+
+    // Exactly reaching zero is a clamp too, and going further down is not limited.
+    timecode.setPosition(-10);
+    timecode.add(10, Unit::frame);
+    EXPECT_EQ(timecode.position(), 0);
+    timecode.setPosition(-10);
+    timecode.subtract(5, Unit::frame);
+    EXPECT_EQ(timecode.position(), -15);
+    timecode.decrement();
+    EXPECT_EQ(timecode.position(), -16);
+    timecode.setPosition(-10);
+    timecode.add(9, 0, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), -1);
+    timecode.add(1, 0, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), 0);
+
+    // A positive value written directly is brought back by the next step.
+    timecode.setPosition(5);
+    timecode.decrement();
+    EXPECT_EQ(timecode.position(), 0);
+}
+
+TEST(Timecode, OnlyNegativeComponentSubtractionSeesTheNegatedValue) {
+    Timecode timecode(-10, 75);
+    timecode.setIsOnlyNegative(true);
+    // Negated to +10, the clamp then turns any amount into 0.
+    timecode.subtract(5, 0, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), 0);
+    timecode.setPosition(-10);
+    timecode.subtract(0, 0, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), 0);
+}
+
+TEST(Timecode, OnlyPositiveIsConsultedOnlyByItsSetterAndComponentSubtraction) {
+    Timecode timecode(5, 44100);
+    timecode.setIsOnlyPositive(true);
+    for (int i = 0; i < 6; ++i)
+        timecode.decrement();
+    EXPECT_EQ(timecode.position(), -1);
+    timecode.subtract(10, Unit::frame);
+    EXPECT_EQ(timecode.position(), -11);
+
+    timecode.setPosition(100);
+    timecode.subtract(40, 0, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), 60);
+    timecode.subtract(60, 0, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), 0);
+    timecode.setPosition(100);
+    timecode.subtract(0, 1, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), 0);
+    EXPECT_FALSE(timecode.isNegative());
+}
+
+TEST(Timecode, ClampFlagsExcludeEachOther) {
+    Timecode timecode(-5, 44100);
+    timecode.setIsOnlyNegative(true);
+    timecode.setIsOnlyPositive(true);
+    EXPECT_EQ(timecode.position(), 0);
+    EXPECT_TRUE(timecode.isOnlyPositive());
+    EXPECT_FALSE(timecode.isOnlyNegative());
+
+    timecode.setPosition(3);
+    timecode.setIsOnlyNegative(true);
+    EXPECT_EQ(timecode.position(), 0);
+    EXPECT_FALSE(timecode.isOnlyPositive());
+
+    // Writing false only clears the flag.
+    timecode.setIsOnlyNegative(false);
+    timecode.setPosition(-4);
+    timecode.setIsOnlyPositive(false);
+    EXPECT_EQ(timecode.position(), -4);
+    EXPECT_FALSE(timecode.isOnlyPositive());
+    EXPECT_FALSE(timecode.isOnlyNegative());
+
+    // The boundaries: 1 is moved to 0 for only-negative, 0 itself stays for either flag.
+    timecode.setPosition(1);
+    timecode.setIsOnlyNegative(true);
+    EXPECT_EQ(timecode.position(), 0);
+    timecode.setIsOnlyPositive(true);
+    EXPECT_EQ(timecode.position(), 0);
+    timecode.setIsOnlyPositive(false);
+    timecode.setPosition(-1);
+    timecode.setIsOnlyNegative(true);
+    EXPECT_EQ(timecode.position(), -1);
+}
+
+TEST(Timecode, RateChangesFollowTheirOwnRules) {
+    EXPECT_FALSE(Timecode(0, 75).canChangeRate(44100)); // 44100 = 588 × 75
+    EXPECT_TRUE(Timecode(0, 75).canChangeRate(100));
+    EXPECT_TRUE(Timecode(0, 75).canChangeRate(75));
+    EXPECT_TRUE(Timecode(588, 44100).canChangeRate(75));
+    EXPECT_FALSE(Timecode(100, 44100).canChangeRate(75));
+    EXPECT_TRUE(Timecode(44100, 44100).canChangeRate(75)); // frame 0
+    EXPECT_FALSE(Timecode(0, 44100).canChangeRate(1000));  // 1000 does not divide 44100
+
+    Timecode timecode(1176, 44100);
+    EXPECT_FALSE(timecode.setRate(1000));
+    EXPECT_EQ(timecode.rate(), 44100);
+    EXPECT_TRUE(timecode.setRate(75));
+    EXPECT_EQ(timecode.rate(), 75);
+    // Neither rescaled nor re-split.
+    EXPECT_EQ(timecode.position(), 1176);
+    EXPECT_EQ(timecode.frame(), 1176u);
+    EXPECT_TRUE(timecode.setRate(75));
+
+    const Timecode source(1176, 44100);
+    const auto atSectors = source.data(75);
+    ASSERT_TRUE(atSectors);
+    EXPECT_EQ(atSectors->rate, 75);
+    EXPECT_EQ(atSectors->position, 1176);
+    EXPECT_EQ(atSectors->second, 15u);
+    EXPECT_EQ(atSectors->frame, 51u);
+    EXPECT_FALSE(source.data(1000));
+    EXPECT_FALSE(Timecode(0, 75).data(150));
+    EXPECT_EQ(source.data(44100), source.data());
+}
+
+TEST(Timecode, ReplaceComponentsRewritesOnlyValidNonZeroFields) {
+    Timecode timecode(1, 2, 3, 4, 5, 75);
+    timecode.replaceComponents(10, 20, 0, 0, 0);
+    EXPECT_EQ(timecode.position(), Timecode(10, 20, 3, 4, 5, 75).position());
+    // Out of range: frame at the rate, second 60, minute 60, hour 24, day 365.
+    timecode.replaceComponents(75, 60, 60, 24, 365);
+    EXPECT_EQ(timecode.position(), Timecode(10, 20, 3, 4, 5, 75).position());
+    timecode.replaceComponents(74, 59, 59, 23, 364);
+    EXPECT_EQ(timecode.position(), Timecode(74, 59, 59, 23, 364, 75).position());
+
+    Timecode negative(-150, 75);
+    negative.replaceComponents(0, 5, 0, 0, 0);
+    EXPECT_EQ(negative.position(), -375);
+
+    Timecode countdown(0, 75);
+    countdown.setIsOnlyNegative(true);
+    countdown.replaceComponents(0, 3, 0, 0, 0);
+    EXPECT_EQ(countdown.position(), -225);
+}
+
+TEST(TimecodeData, EqualityAndHashCoverEveryField) {
+    const auto base = Timecode(9062550, 44100).data();
+    auto other = base;
+    EXPECT_EQ(base, other);
+    EXPECT_EQ(std::hash<TimecodeData>{}(base), std::hash<TimecodeData>{}(other));
+    other.relativeOrigin = 1;
+    EXPECT_NE(base, other);
+    other = base;
+    other.isOverflown = true;
+    EXPECT_NE(base, other);
+    other = base;
+    other.frame += 1;
+    EXPECT_NE(base, other);
+
+    std::unordered_set<TimecodeData> set;
+    for (std::int64_t position = -50; position < 50; ++position)
+        set.insert(Timecode(position, 75).data());
+    set.insert(Timecode(49, 75).data());
+    EXPECT_EQ(set.size(), 100u);
+}
+
+TEST(TimecodeData, ElementsCarryAPayloadOfTheirKind) {
+    using Kind = TimecodeData::Element::Kind;
+    const auto negative = TimecodeData::Element::isNegative(true);
+    EXPECT_EQ(negative.kind, Kind::isNegative);
+    EXPECT_EQ(std::get<bool>(negative.payload), true);
+    const auto year = TimecodeData::Element::year(2024);
+    EXPECT_EQ(year.kind, Kind::year);
+    EXPECT_EQ(std::get<std::uint32_t>(year.payload), 2024u);
+    EXPECT_NE(TimecodeData::Element::second(1), TimecodeData::Element::minute(1));
+    EXPECT_EQ(TimecodeData::Element::frame(7), TimecodeData::Element::frame(7));
+}
+
+TEST(TimecodeRateType, FromRawValue) {
+    EXPECT_EQ(rateTypeFromRawValue(44100), RateType::cdda);
+    EXPECT_EQ(rateTypeFromRawValue(75), RateType::cddaSector);
+    EXPECT_EQ(rateTypeFromRawValue(1000000000), RateType::GHz);
+    EXPECT_EQ(rateTypeFromRawValue(1), RateType::Hz);
+    EXPECT_EQ(rateTypeFromRawValue(192000), RateType::n192k);
+    EXPECT_FALSE(rateTypeFromRawValue(0));
+    EXPECT_FALSE(rateTypeFromRawValue(22050));
+    EXPECT_FALSE(rateTypeFromRawValue(-75));
+}
+
+TEST(TimecodeError, CarriesItsCodeOnly) {
+    const TimecodeError error(-3);
+    EXPECT_EQ(error.rawValue, -3);
+    EXPECT_EQ(error.typeName(), "TimecodeError");
+    EXPECT_FALSE(error.errorDescription());
+    EXPECT_FALSE(error.failureReason());
+}
+
+TEST(TimecodeDeathTest, InvalidArithmeticStopsTheProcess) {
+    EXPECT_DEATH(Timecode(10, 0), "rate is 0");
+    EXPECT_DEATH(Timecode(int64Min, 44100), "overflow in negation");
+    EXPECT_DEATH(Timecode(0, 1, 0, 0, 0, 0), "rate is 0");
+    EXPECT_DEATH(Timecode(0, 0, 0, 0, 4294967295u, 44100), "overflow in multiplication");
+    // At rate 1 the day count of 2^63 − 1 frames is far beyond 32 bits.
+    EXPECT_DEATH((void)Timecode::max(1), "conversion out of range");
+    EXPECT_DEATH(Timecode::max(44100).increment(), "overflow in addition");
+    EXPECT_DEATH(Timecode(int64Min + 1, 44100).decrement(), "overflow in negation");
+    EXPECT_DEATH(Timecode(int64Max - 5, 44100).add(1, Unit::second), "overflow in addition");
+    EXPECT_DEATH(Timecode(0, 44100).add(int64Max, Unit::second), "overflow in multiplication");
+    EXPECT_DEATH(Timecode(0, 44100).subtract(int64Min, Unit::frame), "overflow in negation");
+    EXPECT_DEATH(Timecode(0, 96000).add(1, Unit::day), "does not fit in 32 bits");
+    EXPECT_DEATH(Timecode(0, -75).add(1, Unit::second), "does not fit in 32 bits");
+    EXPECT_DEATH((void)Timecode(0, 75).canChangeRate(0), "rate is 0");
+    EXPECT_DEATH(Timecode(0, 75).setRate(0), "rate is 0");
+}
+
+} // namespace
+} // namespace lorvan
