@@ -1,0 +1,303 @@
+#include "cuesheet/AudioDiscError.hpp"
+#include "cuesheet/CueSheet.hpp"
+#include "cuesheet/CueSheetError.hpp"
+#include "cuesheet/CueSheetJson.hpp"
+#include "support/TestSupport.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace lorvan {
+namespace {
+
+using Kind = CueSheetError::Kind;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+const Url sheetUrl = Url::fileURL("/music/album/album.cue");
+
+CueSheet parse(std::string text) { return CueSheet::parse(std::move(text), sheetUrl); }
+
+std::vector<std::int64_t> positions(const CueSheetTrack& track) {
+    std::vector<std::int64_t> result;
+    for (const auto& chapter : track.chapters) result.push_back(chapter.position);
+    return result;
+}
+
+// --- real-world layouts ------------------------------------------------------------------------
+
+TEST(CueSheetParser, SingleFileWithIndex00Pregaps) {
+    const auto sheet = parse("REM GENRE Rock\r\n"
+                             "REM DATE 1999\r\n"
+                             "PERFORMER \"The Band\"\r\n"
+                             "TITLE \"The Album\"\r\n"
+                             "FILE \"The Band - The Album.wav\" WAVE\r\n"
+                             "  TRACK 01 AUDIO\r\n"
+                             "    TITLE \"Intro\"\r\n"
+                             "    INDEX 01 00:00:00\r\n"
+                             "  TRACK 02 AUDIO\r\n"
+                             "    TITLE \"Song\"\r\n"
+                             "    INDEX 00 03:58:40\r\n"
+                             "    INDEX 01 04:00:00\r\n");
+    EXPECT_EQ(sheet.url, sheetUrl);
+    EXPECT_THAT(sheet.filenames, ElementsAre("The Band - The Album.wav"));
+    ASSERT_EQ(sheet.tracks.size(), 2u);
+    EXPECT_EQ(sheet.tracks[0].index, 1);
+    EXPECT_EQ(sheet.tracks[1].index, 2);
+    EXPECT_THAT(sheet.tracks[1].chapters,
+                ElementsAre(CueSheetChapter{0, 0, 238 * 44100 + 40 * 588}, CueSheetChapter{1, 0, 240 * 44100}));
+    EXPECT_FALSE(sheet.tracks[1].fakePregap);
+    ASSERT_TRUE(sheet.metadata);
+    EXPECT_EQ(sheet.metadata->releaseTitle, "The Album");
+    EXPECT_EQ(sheet.metadata->tracksMetadata->at(1).title, "Song");
+    EXPECT_NE(sheet.tracks[0].id, sheet.tracks[1].id);
+}
+
+TEST(CueSheetParser, OneFilePerTrackWithThePregapAtTheEndOfThePreviousFile) {
+    const auto sheet = parse("FILE \"01.flac\" WAVE\n"
+                             "  TRACK 01 AUDIO\n"
+                             "    INDEX 01 00:00:00\n"
+                             "  TRACK 02 AUDIO\n"
+                             "    INDEX 00 04:10:20\n"
+                             "FILE \"02.flac\" WAVE\n"
+                             "    INDEX 01 00:00:00\n"
+                             "FILE \"03.flac\" WAVE\n"
+                             "  TRACK 03 AUDIO\n"
+                             "    INDEX 01 00:00:00\n");
+    EXPECT_THAT(sheet.filenames, ElementsAre("01.flac", "02.flac", "03.flac"));
+    EXPECT_THAT(sheet.tracks[1].chapters,
+                ElementsAre(CueSheetChapter{0, 0, 250 * 44100 + 20 * 588}, CueSheetChapter{1, 1, 0}));
+    EXPECT_THAT(sheet.tracks[2].chapters, ElementsAre(CueSheetChapter{1, 2, 0}));
+}
+
+TEST(CueSheetParser, HiddenTrackOneAudioAndChaptersInsideATrack) {
+    const auto sheet = parse("FILE \"disc.wav\" WAVE\n"
+                             "TRACK 01 AUDIO\n"
+                             "INDEX 00 00:00:00\n"
+                             "INDEX 01 01:02:03\n"
+                             "INDEX 02 02:00:00\n"
+                             "INDEX 03 02:30:00\n");
+    EXPECT_THAT(positions(sheet.tracks[0]), ElementsAre(0, 2'735'964, 120 * 44100, 150 * 44100));
+}
+
+TEST(CueSheetParser, ATrailingDataTrackEndsTheSheet) {
+    test::CapturedLog log;
+    const auto sheet = parse("FILE \"a.wav\" WAVE\n"
+                             "TRACK 01 AUDIO\nINDEX 01 00:00:00\n"
+                             "TRACK 02 AUDIO\nINDEX 01 01:00:00\n"
+                             "TRACK 03 MODE1/2352\nINDEX 01 02:00:00\n"
+                             "THIS IS NOT READ \"\n"
+                             "TRACK 99 NONSENSE\n");
+    ASSERT_EQ(sheet.tracks.size(), 2u);
+    EXPECT_THAT(positions(sheet.tracks[1]), ElementsAre(60 * 44100));
+    EXPECT_TRUE(log.contains("Track 03 of type 'MODE1/2352' - Ignoring the rest of the Cue Sheet"));
+    for (const char* type : {"MODE1/2048", "MODE2/2352", "MODEx/2xxx"})
+        EXPECT_EQ(parse(std::string("FILE \"a.wav\" WAVE\nTRACK 01 ") + type + "\n").tracks.size(), 0u);
+}
+
+TEST(CueSheetParser, PregapAndPostgapAreFramesOfTheTrackBegunLast) {
+    const auto sheet = parse("FILE \"a.wav\" WAVE\nTRACK 01 AUDIO\nPREGAP 00:02:00\nINDEX 01 00:00:00\n"
+                             "POSTGAP 00:00:30\n");
+    EXPECT_EQ(sheet.tracks[0].fakePregap, 88200);
+    EXPECT_EQ(sheet.tracks[0].fakePostgap, 30 * 588);
+}
+
+TEST(CueSheetParser, ByteOrderMarkBlankLinesAndOddLinesAreLoggedAndSkipped) {
+    test::CapturedLog log;
+    const auto sheet = parse("\xEF\xBB\xBF\n"
+                             "   \t\n"
+                             "REM\n"
+                             "REM COMMENT \"ripped with care\"\n"
+                             "FLAGS DCP\n"
+                             "TITLE \"Unclosed\n"
+                             "TITLE not quoted\n"
+                             "PERFORMER\n"
+                             "FILE \"a.wav\" WAVE\u2028"
+                             "TRACK 01 AUDIO\r"
+                             "INDEX 01 00:00:00\u0085"
+                             "REMIXER \"Not a remixer\"\n"
+                             "REM REMIXER \"DJ Real\"\n");
+    EXPECT_EQ(sheet.tracks.size(), 1u);
+    EXPECT_FALSE(sheet.metadata->releaseTitle);
+    EXPECT_EQ(sheet.metadata->tracksMetadata->at(0).remixers, std::set<std::string>{"DJ Real"});
+    EXPECT_TRUE(log.contains("BOM detected."));
+    EXPECT_TRUE(log.contains("Empty line"));
+    EXPECT_TRUE(log.contains("The command 'REM' has no following argument"));
+    EXPECT_TRUE(log.contains("'COMMENT' is an unknown or ignored command."));
+    EXPECT_TRUE(log.contains("'FLAGS' is an unknown or ignored command."));
+    EXPECT_TRUE(log.contains("'IXER' is an unknown or ignored command."));
+    EXPECT_TRUE(log.contains("Quote non ended"));
+    EXPECT_TRUE(log.contains("The command 'PERFORMER' has no argument"));
+    EXPECT_TRUE(log.contains("Audio file 01"));
+    EXPECT_TRUE(log.contains(": a.wav | Type: WAVE"));
+}
+
+TEST(CueSheetParser, CountsLinesAcrossEveryKindOfLineEnd) {
+    // CR LF counts once; lone CR, LF, VT, FF, NEL, LS and PS each end a line.
+    const std::string text = "FILE \"a.wav\" WAVE\r\nTRACK 01 AUDIO\r\x0B\x0C\xC2\x85\xE2\x80\xA8\xE2\x80\xA9INDEX 01 00:60:00\n";
+    try {
+        (void)parse(text);
+        FAIL();
+    } catch (const CueSheetError& error) {
+        EXPECT_EQ(error.kind(), Kind::INDEX_InvalidSecondValue);
+        EXPECT_EQ(error.line(), 8);
+    }
+}
+
+TEST(CueSheetParser, IndexTimes) {
+    EXPECT_EQ(CueSheet::parseIndexTime("01:02:03", 1), 2'735'964);
+    EXPECT_EQ(CueSheet::parseIndexTime("  99:59:74\t", 1), 99 * 2'646'000 + 59 * 44'100 + 74 * 588);
+    EXPECT_EQ(CueSheet::parseIndexTime("0:0:0", 1), 0);
+    const std::vector<std::pair<std::string, Kind>> refused{
+        {"00:02:75", Kind::INDEX_InvalidBlockValue},   {"00:60:00", Kind::INDEX_InvalidSecondValue},
+        {"100:00:00", Kind::INDEX_InvalidMinuteValue}, {"00-02-00", Kind::INDEX_InvalidMinuteValue},
+        {"-1:00:00", Kind::INDEX_InvalidMinuteValue},  {"00:-1:00", Kind::INDEX_InvalidSecondValue},
+        {"00:00", Kind::INDEX_InvalidSecondValue},     {"00:00:", Kind::INDEX_InvalidBlockValue},
+        {"x", Kind::INDEX_InvalidMinuteValue},         {"   ", Kind::commandHasNoArgument},
+        {"99999999999999999999999:00:00", Kind::INDEX_InvalidMinuteValue},
+    };
+    test::CapturedLog log;
+    for (const auto& [text, kind] : refused) {
+        try {
+            (void)CueSheet::parseIndexTime(text, 12);
+            ADD_FAILURE() << text << " was accepted";
+        } catch (const CueSheetError& error) {
+            EXPECT_EQ(error.kind(), kind) << text;
+            EXPECT_EQ(error.line(), 12);
+        }
+    }
+    const std::string logged = log.text();
+    EXPECT_EQ(std::count(logged.begin(), logged.end(), '\n'), static_cast<long>(refused.size()));
+}
+
+// --- refusals ------------------------------------------------------------------------------------
+
+struct Refusal {
+    std::string name;
+    std::string text;
+    Kind kind;
+    std::optional<long> line;
+    std::optional<std::string> value;
+};
+
+class CueSheetRefusal : public testing::TestWithParam<Refusal> {};
+
+TEST_P(CueSheetRefusal, ThrowsTheKindWithItsLineAndLogsIt) {
+    const Refusal& refusal = GetParam();
+    test::CapturedLog log;
+    try {
+        (void)parse(refusal.text);
+        FAIL() << "the sheet was accepted";
+    } catch (const CueSheetError& error) {
+        EXPECT_EQ(kindName(error.kind()), kindName(refusal.kind));
+        EXPECT_EQ(error.line(), refusal.line);
+        if (refusal.value) {
+            EXPECT_EQ(error.value(), refusal.value);
+        }
+    }
+    EXPECT_THAT(log.lines().back(), HasSubstr("⁉️ Syntax Error"));
+}
+
+const std::string file = "FILE \"a.wav\" WAVE\n";
+const std::string track1 = "TRACK 01 AUDIO\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryKind, CueSheetRefusal,
+    testing::Values(
+        Refusal{"Empty", "", Kind::invalidCueSheet_NoAudioFile, std::nullopt, {}},
+        Refusal{"OnlyComments", "\n\nREM COMMENT x\nFLAGS DCP\n", Kind::invalidCueSheet_NoAudioFile, std::nullopt, {}},
+        Refusal{"FileWithoutQuotes", "FILE a.wav WAVE\n", Kind::FILE_InvalidAudioFileName, 1, "a.wav WAVE"},
+        Refusal{"FileOfTypeMp3", "\nFILE \"a.mp3\" MP3\n", Kind::FILE_InvalidFileType, 2, "MP3"},
+        Refusal{"FileWithoutType", "FILE \"a.wav\"\n", Kind::FILE_InvalidFileType, 1, ""},
+        Refusal{"TrackQuoted", file + "TRACK \"01\" AUDIO\n", Kind::TRACK_InvalidNumberValue, 2, "01"},
+        Refusal{"TrackNotANumber", file + "TRACK one AUDIO\n", Kind::TRACK_InvalidNumberValue, 2, "one"},
+        Refusal{"TrackNegative", file + "TRACK -1 AUDIO\n", Kind::TRACK_InvalidNumberValue_Negative, 2, "-1"},
+        Refusal{"TrackZero", file + "TRACK 0 AUDIO\n", Kind::TRACK_InvalidNumberValue_Zero, 2, "0"},
+        Refusal{"Track100", file + "TRACK 100 AUDIO\n", Kind::TRACK_InvalidNumberValue_Above99, 2, "100"},
+        Refusal{"TrackGap", file + track1 + "INDEX 01 00:00:00\nTRACK 03 AUDIO\n",
+                Kind::TRACK_InvalidNumberValue_InconsistantWithNumberOfTracks, 4, "03"},
+        Refusal{"TrackWithoutType", file + "TRACK 01\n", Kind::TRACK_UnknownType, 2, {}},
+        Refusal{"TrackCdg", file + "TRACK 01 CDG\n", Kind::TRACK_UnknownType, 2, "CDG"},
+        Refusal{"TrackMode2Of2336", file + "TRACK 01 MODE2/2336\n", Kind::TRACK_UnknownType, 2, "MODE2/2336"},
+        Refusal{"IndexQuoted", file + track1 + "INDEX \"01\" 00:00:00\n", Kind::TRACK_InvalidNumberValue, 3, "01"},
+        Refusal{"IndexBeforeTrack", file + "INDEX 01 00:00:00\n", Kind::INDEX_IndexBeforeTrack, 2, {}},
+        Refusal{"IndexWithoutNumber", file + track1 + "INDEX x 00:00:00\n", Kind::INDEX_IndexBeforeTrack, 3, {}},
+        Refusal{"IndexWithoutTime", file + track1 + "INDEX 01\n", Kind::INDEX_InvalidValue_NotFound, 3, {}},
+        Refusal{"IndexBadFrames", file + track1 + "INDEX 01 00:02:75\n", Kind::INDEX_InvalidBlockValue, 3, {}},
+        Refusal{"IndexNegative", file + track1 + "INDEX -1 00:00:00\n", Kind::INDEX_InvalidNumber_Negative, 3, {}},
+        Refusal{"Index00AfterIndex01", file + track1 + "INDEX 01 00:00:00\nINDEX 00 00:00:00\n",
+                Kind::INDEX_Index00AfterOtherIndex, 4, {}},
+        Refusal{"Index00BeforeFile", track1 + "INDEX 00 00:00:00\n", Kind::INDEX_IndexBeforeAudioFile, 2, {}},
+        Refusal{"Index01BeforeFile", track1 + "INDEX 01 00:00:00\n", Kind::INDEX_IndexBeforeAudioFile, 2, {}},
+        Refusal{"Index01AfterIndex02", file + track1 + "INDEX 01 00:00:00\nINDEX 02 00:01:00\nINDEX 01 00:02:00\n",
+                Kind::INDEX_InvalidNumber_BiggerThanExpected, 5, {}},
+        Refusal{"IndexSkipsANumber", file + track1 + "INDEX 01 00:00:00\nINDEX 03 00:01:00\n",
+                Kind::INDEX_InvalidNumber_BiggerThanExpected, 4, {}},
+        Refusal{"Index100", file + track1 + "INDEX 01 00:00:00\nINDEX 100 00:01:00\n", Kind::INDEX_InvalidNumber_Above99,
+                4, {}},
+        Refusal{"PregapAtTheVeryEnd", file + track1 + "PREGAP  ", Kind::INDEX_InvalidValue_NotFound, 3, {}},
+        Refusal{"PostgapBadSeconds", file + track1 + "POSTGAP 00:61:00\n", Kind::INDEX_InvalidSecondValue, 3, {}},
+        Refusal{"ReplayGainNotANumber", file + "REM REPLAYGAIN_ALBUM_GAIN loud\n", Kind::REPLAYGAIN_InvalidValue, 2,
+                "loud"},
+        Refusal{"ReplayPeakNotANumber", file + track1 + "REM REPLAYGAIN_TRACK_PEAK peak\n",
+                Kind::REPLAYGAIN_InvalidValue, 3, "peak"},
+        Refusal{"DiscIdAtTheVeryEnd", file + "REM DISCID", Kind::commandHasNoArgument, 2, "DISCID"},
+        Refusal{"CatalogAtTheVeryEnd", file + "CATALOG", Kind::commandHasNoArgument, 2, "CATALOG"},
+        Refusal{"IsrcAtTheVeryEnd", file + track1 + "ISRC", Kind::commandHasNoArgument, 3, "ISRC"},
+        Refusal{"DateAtTheVeryEnd", file + "REM DATE   ", Kind::commandHasNoArgument, 2, "DATE"}),
+    [](const testing::TestParamInfo<Refusal>& parameter) { return parameter.param.name; });
+
+TEST(CueSheetParser, SecondIndex01DirectlyAfterTheFirstIsAcceptedWithoutIndex00) {
+    const auto sheet = parse(file + track1 + "INDEX 01 00:00:00\nINDEX 01 00:01:00\n");
+    EXPECT_EQ(sheet.tracks[0].chapters.size(), 2u);
+    EXPECT_NO_THROW(parse(file + track1 + "INDEX 00 00:00:00\nINDEX 01 00:01:00\nINDEX 02 00:02:00\n"));
+}
+
+TEST(CueSheetParser, PregapThenIndex00IsADiscError) {
+    test::CapturedLog log;
+    try {
+        (void)parse(file + track1 + "PREGAP 00:02:00\nINDEX 00 00:00:00\n");
+        FAIL();
+    } catch (const AudioDiscError& error) {
+        EXPECT_EQ(error.kind(), AudioDiscError::Kind::dummy);
+    }
+    EXPECT_TRUE(log.contains("! Error"));
+}
+
+TEST(CueSheetParser, ArgumentlessCommandsFollowedByALineEndAreOnlyLogged) {
+    test::CapturedLog log;
+    const auto sheet = parse(file + "REM DISCID\nCATALOG  \nISRC\nREM DATE\nREM COMPILATION\nTITLE\n" + track1 +
+                             "INDEX 01 00:00:00\n");
+    EXPECT_EQ(sheet.tracks.size(), 1u);
+    EXPECT_FALSE(sheet.metadata->catalogueNumber);
+    EXPECT_FALSE(sheet.metadata->releaseType);
+    EXPECT_TRUE(log.contains("The command 'CATALOG' has no argument"));
+}
+
+TEST(CueSheetParser, ReadsFromAFileAndEncodesToJsonAndBack) {
+    test::TemporaryDirectory directory;
+    const std::string bytes = [&] {
+        std::string raw = "\xFF\xFE";
+        for (char c : std::string("FILE \"\xE9.wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nREM DATE 2001/4/9\n")) {
+            raw += c;
+            raw += '\0';
+        }
+        return raw;
+    }();
+    const auto path = directory.write("Ünïcode.cue", bytes);
+    const CueSheet sheet(Url::fileURL(path));
+    EXPECT_THAT(sheet.filenames, ElementsAre("é.wav"));
+    EXPECT_EQ(sheet.url.path(), path);
+
+    const nlohmann::json json = sheet;
+    EXPECT_EQ(json["url"], sheet.url.absoluteString());
+    EXPECT_EQ(json["id"], sheet.id.uuidString());
+    EXPECT_EQ(json["tracks"][0]["chapters"][0]["position"], 0);
+    EXPECT_FALSE(json["tracks"][0].contains("fakePregap"));
+    EXPECT_EQ(json["metadata"]["initialDate"]["components"]["month"], 4);
+    EXPECT_EQ(json.dump().find("null"), std::string::npos);
+    EXPECT_EQ(nlohmann::json::parse(json.dump()).get<CueSheet>(), sheet);
+}
+
+} // namespace
+} // namespace lorvan
