@@ -1,0 +1,191 @@
+#include "presentation/DotMatrixRasterizer.hpp"
+#include "support/TestSupport.hpp"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace lorvan {
+namespace {
+
+/// The dots as text rows ('#' lit, '.' unlit), to compare whole glyphs at a glance.
+std::vector<std::string> picture(const DotMatrix& matrix) {
+    std::vector<std::string> rows;
+    for (long y = 0; y < matrix.height; ++y) {
+        std::string row;
+        for (long x = 0; x < matrix.width; ++x)
+            row += matrix.lit(x, y) ? '#' : '.';
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+long litCount(const DotMatrix& matrix) {
+    long count = 0;
+    for (const auto dot : matrix.dots)
+        count += dot;
+    return count;
+}
+
+// A tiny font in Unifont's format, so the layout rules can be checked dot by dot.
+constexpr const char* smallFont = "0020:00000000000000000000000000000000\n"
+                                  "0041:0000000018242442427E424242420000\n"
+                                  "0065:0000000000003C42427E4040423C0000\n"
+                                  "0301:0C300000000000000000000000000000\n"
+                                  "2500:00000000000000FF0000000000000000\n"
+                                  "200D:FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF\n"
+                                  "not a glyph line\n"
+                                  "6771:01000100FFFE010001003FF821083FF821083FF82388054009203118C1060100\r\n"
+                                  "FFFD:0000007E665A5A7A76767E76767E0000\n";
+
+class SmallFont : public ::testing::Test {
+protected:
+    test::TemporaryDirectory directory;
+    UnifontGlyphs glyphs{directory.write("small.hex", smallFont)};
+    DotMatrixRasterizer rasterizer{glyphs, DisplayFont::defaultFont()};
+};
+
+TEST_F(SmallFont, ReadsGlyphLinesAndSkipsOthers) {
+    EXPECT_EQ(glyphs.size(), 8u);
+    const auto a = glyphs.glyph(U'A');
+    ASSERT_TRUE(a);
+    EXPECT_EQ(a->width, 8);
+    EXPECT_EQ(a->rows[4], 0x1800);
+    EXPECT_EQ(a->rows[9], 0x7E00);
+    const auto wide = glyphs.glyph(U'\u6771');
+    ASSERT_TRUE(wide);
+    EXPECT_EQ(wide->width, 16);
+    EXPECT_EQ(wide->rows[2], 0xFFFE);
+    EXPECT_FALSE(glyphs.glyph(U'B'));
+}
+
+TEST_F(SmallFont, SetsAGlyphAtTheLeftOfItsNineDotCell) {
+    const DotMatrix m = rasterizer.rasterize("A");
+    EXPECT_EQ(m.width, 9);
+    EXPECT_EQ(m.height, 16);
+    EXPECT_EQ(m.characterCount, 1);
+    EXPECT_EQ(m.cellCount, 1);
+    const auto rows = picture(m);
+    EXPECT_EQ(rows[3], ".........");
+    EXPECT_EQ(rows[4], "...##....");
+    EXPECT_EQ(rows[5], "..#..#...");
+    EXPECT_EQ(rows[9], ".######..");
+    EXPECT_EQ(rows[15], ".........");
+
+    const DotMatrix two = rasterizer.rasterize("AA");
+    EXPECT_EQ(two.width, 18);
+    EXPECT_EQ(picture(two)[9], ".######...######..");
+}
+
+TEST_F(SmallFont, WideGlyphsTakeTwoCellsAndStayCentred) {
+    const DotMatrix m = rasterizer.rasterize("A\u6771A");
+    EXPECT_EQ(m.characterCount, 3);
+    EXPECT_EQ(m.cellCount, 4);
+    EXPECT_EQ(m.width, 36);
+    EXPECT_EQ(picture(m)[2], "..........###############...........");
+    EXPECT_EQ(picture(m)[9], ".######.....###########.....######..");
+}
+
+TEST_F(SmallFont, DrawsCombiningMarksOverTheirBase) {
+    const DotMatrix m = rasterizer.rasterize("e\u0301");
+    EXPECT_EQ(m.characterCount, 1);
+    EXPECT_EQ(m.cellCount, 1);
+    const auto rows = picture(m);
+    EXPECT_EQ(rows[0], "....##...");
+    EXPECT_EQ(rows[1], "..##.....");
+    EXPECT_EQ(rows[9], ".######..");
+    EXPECT_EQ(litCount(m), litCount(rasterizer.rasterize("e")) + 4);
+
+    // A mark with nothing before it still gets a cell of its own.
+    const DotMatrix lone = rasterizer.rasterize("\u0301");
+    EXPECT_EQ(lone.cellCount, 1);
+    EXPECT_EQ(litCount(lone), 4);
+}
+
+TEST_F(SmallFont, JoinsLineDrawingAcrossTheNinthColumn) {
+    EXPECT_EQ(picture(rasterizer.rasterize("\u2500\u2500"))[7], "##################");
+    EXPECT_EQ(picture(rasterizer.rasterize("A"))[9][8], '.');
+}
+
+TEST_F(SmallFont, ShowsMissingGlyphsAsReplacementAndHidesInvisibles) {
+    const DotMatrix missing = rasterizer.rasterize("B");
+    const DotMatrix replacement = rasterizer.rasterize("\uFFFD");
+    EXPECT_EQ(missing.dots, replacement.dots);
+    EXPECT_GT(litCount(replacement), 0);
+
+    EXPECT_EQ(rasterizer.rasterize("\xFF").dots, replacement.dots); // invalid UTF-8
+
+    // The font has a (filled) glyph for the zero-width joiner, but it must never show.
+    const DotMatrix joined = rasterizer.rasterize("A\u200DA");
+    EXPECT_EQ(litCount(joined), 2 * litCount(rasterizer.rasterize("A")));
+
+    const DotMatrix tabbed = rasterizer.rasterize("A\tA");
+    EXPECT_EQ(tabbed.cellCount, 3);
+    EXPECT_EQ(litCount(tabbed), 2 * litCount(rasterizer.rasterize("A")));
+
+    const DotMatrix empty = rasterizer.rasterize("");
+    EXPECT_EQ(empty.width, 0);
+    EXPECT_EQ(empty.characterCount, 0);
+    EXPECT_TRUE(empty.dots.empty());
+}
+
+TEST(UnifontGlyphs, RefusesMissingAndMalformedFilesWithAClearError) {
+    test::TemporaryDirectory directory;
+    test::CapturedLog log;
+    try {
+        UnifontGlyphs glyphs(directory.path() / "absent.hex");
+        FAIL() << "a missing file must be refused";
+    } catch (const DisplayFontError& error) {
+        EXPECT_EQ(error.kind(), DisplayFontError::Kind::glyphFileMissing);
+        EXPECT_NE(error.failureReason()->find("absent.hex"), std::string::npos);
+        EXPECT_NE(error.recoverySuggestion()->find("unifont"), std::string::npos);
+    }
+    EXPECT_TRUE(log.contains("! Error"));
+    EXPECT_TRUE(log.contains("The display font's glyphs could not be loaded."));
+
+    const auto junk = directory.write("junk.hex", "hello\n0041:12\nZZZZ:0000000018242442427E424242420000\n");
+    try {
+        UnifontGlyphs glyphs(junk);
+        FAIL() << "a file without glyphs must be refused";
+    } catch (const DisplayFontError& error) {
+        EXPECT_EQ(error.kind(), DisplayFontError::Kind::glyphFileMalformed);
+    }
+
+    EXPECT_THROW(UnifontGlyphs(directory.path()), DisplayFontError);
+}
+
+TEST(UnifontGlyphs, ReadsCompressedFiles) {
+    test::TemporaryDirectory directory;
+    const auto plain = directory.write("font.hex", smallFont);
+    ASSERT_EQ(std::system(("gzip -k -- '" + plain.string() + "'").c_str()), 0);
+    UnifontGlyphs glyphs(directory.path() / "font.hex.gz");
+    EXPECT_EQ(glyphs.size(), 8u);
+    EXPECT_EQ(glyphs.glyph(U'A')->rows[9], 0x7E00);
+
+    const auto broken = directory.write("broken.hex.gz", "not gzip");
+    test::CapturedLog log;
+    EXPECT_THROW(UnifontGlyphs{broken}, DisplayFontError);
+}
+
+// The installed GNU Unifont, as the display uses it.
+TEST(DotMatrixRasterizer, SetsTextInTheInstalledUnifont) {
+    const DotMatrixRasterizer rasterizer(UnifontGlyphs::shared(), DisplayFont::defaultFont());
+    EXPECT_GT(UnifontGlyphs::shared().size(), 50000u);
+
+    const DotMatrix a = rasterizer.rasterize("A");
+    EXPECT_EQ(picture(a)[5], "..#..#...");
+    EXPECT_EQ(picture(a)[9], ".######..");
+
+    // Accents, decomposed accents, CJK and an emoji outside the font's plane.
+    const DotMatrix title = rasterizer.rasterize("Caf\u00E9 e\u0301 \u6771\u4EAC \U0001F3B5");
+    EXPECT_EQ(title.characterCount, 11);
+    EXPECT_EQ(title.cellCount, 13);
+    EXPECT_EQ(title.width, 13 * 9);
+    EXPECT_EQ(title.height, 16);
+
+    const DotMatrix cjk = rasterizer.rasterize("\u6771");
+    EXPECT_EQ(picture(cjk)[2], ".###############..");
+}
+
+} // namespace
+} // namespace lorvan

@@ -1,0 +1,199 @@
+#include "presentation/PlayerSettings.hpp"
+#include "presentation/UserUISettings.hpp"
+#include "support/TestSupport.hpp"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <vector>
+
+namespace lorvan {
+namespace {
+
+TEST(UserUISettings, StartsWithTheDefaultsOfTheDisplay) {
+    InMemoryUserDefaults defaults;
+    const UserUISettings settings(defaults);
+    EXPECT_EQ(settings.font.value()->name(), "PxPlus_IBM_VGA_9x16_Lorvan");
+    EXPECT_EQ(settings.font.value()->characterWidthInPixel(), 9);
+    EXPECT_EQ(settings.font.value()->characterHeightInPixel(), 16);
+    EXPECT_EQ(settings.font.value()->unitSize(), 8.0);
+    EXPECT_EQ(settings.theme.value(), themeOf(LCBuiltInTheme::vhs));
+    EXPECT_EQ(settings.selectedBuiltInTheme(), LCBuiltInTheme::vhs);
+    EXPECT_EQ(settings.brightness.value(), 1.0);
+    EXPECT_EQ(UserUISettings::matrixDotSize, 1.5);
+    EXPECT_EQ(UserUISettings::horizontalPaddingInMatrixDots, 12);
+    EXPECT_EQ(UserUISettings::topPaddingInMatrixDots, 6);
+    EXPECT_EQ(UserUISettings::bottomPaddingInMatrixDots, 7);
+    EXPECT_EQ(settings.displayHeight, 274.0);
+    EXPECT_EQ(settings.displayFullViewHeight, 512.0);
+    EXPECT_FALSE(defaults.string("selectedTheme")) << "restoring writes nothing";
+}
+
+TEST(UserUISettings, RestoresTheStoredThemeByExactName) {
+    struct Case {
+        const char* stored;
+        LCBuiltInTheme expected;
+    };
+    for (const auto& c : {Case{"LCD Newton", LCBuiltInTheme::lcdNewton},
+                          Case{"Apple ][", LCBuiltInTheme::appleII}, Case{"Winamp", LCBuiltInTheme::winamp},
+                          Case{"lcd newton", LCBuiltInTheme::vhs}, Case{"Amber ", LCBuiltInTheme::vhs},
+                          Case{"Solarized", LCBuiltInTheme::vhs}, Case{"", LCBuiltInTheme::vhs}}) {
+        InMemoryUserDefaults defaults;
+        defaults.setString("selectedTheme", c.stored);
+        const UserUISettings settings(defaults);
+        EXPECT_EQ(settings.theme.value(), themeOf(c.expected)) << c.stored;
+        EXPECT_EQ(settings.selectedBuiltInTheme(), c.expected) << c.stored;
+    }
+}
+
+TEST(UserUISettings, PublishesAndStoresTheSelectedTheme) {
+    InMemoryUserDefaults defaults;
+    UserUISettings settings(defaults);
+    std::vector<LCTheme> seen;
+    auto subscription = settings.theme.subscribe([&](const LCTheme& theme) { seen.push_back(theme); });
+
+    settings.selectBuiltInTheme(LCBuiltInTheme::thermal);
+    EXPECT_EQ(defaults.string("selectedTheme"), "Thermal");
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_EQ(seen[0], themeOf(LCBuiltInTheme::thermal));
+
+    // A theme the user tweaked is shown but not remembered as a built-in choice.
+    LCTheme custom = themeOf(LCBuiltInTheme::thermal);
+    custom.offOpacity = 0.5;
+    settings.theme.set(custom);
+    EXPECT_EQ(settings.selectedBuiltInTheme(), std::nullopt);
+    EXPECT_EQ(defaults.string("selectedTheme"), "Thermal");
+
+    subscription.cancel();
+    settings.selectBuiltInTheme(LCBuiltInTheme::lcd);
+    EXPECT_EQ(seen.size(), 2u) << "a cancelled observer hears nothing";
+    EXPECT_EQ(UserUISettings(defaults).theme.value(), themeOf(LCBuiltInTheme::lcd));
+}
+
+TEST(UserUISettings, KeepsBrightnessWithinItsLimits) {
+    InMemoryUserDefaults defaults;
+    UserUISettings settings(defaults);
+    std::vector<double> seen;
+    auto subscription = settings.brightness.subscribe([&](double value) { seen.push_back(value); });
+    test::CapturedLog log;
+
+    settings.brightness.set(0.1);
+    settings.brightness.set(1.0);
+    settings.brightness.set(0.55);
+    EXPECT_EQ(log.text(), "") << "values from 0.1 to 1.0 pass silently";
+    EXPECT_EQ(settings.brightness.value(), 0.55);
+    EXPECT_EQ(defaults.string("displayBrightness"), "0.55");
+
+    settings.brightness.set(1.5);
+    EXPECT_EQ(settings.brightness.value(), 1.0);
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0],
+              "➤ ✦ Warning ----------------------------- : 1.5 is a value too high for Display "
+              "Brightness. It must between 0.1 and 1.0.");
+
+    settings.brightness.set(0.09);
+    EXPECT_EQ(settings.brightness.value(), 0.1);
+    ASSERT_EQ(log.lines().size(), 2u);
+    EXPECT_NE(
+        log.lines()[1].find(": 0.09 is a value too low for Display Brightness. It must between 0.1 and 1.0."),
+        std::string::npos);
+    EXPECT_EQ(defaults.string("displayBrightness"), "0.1");
+
+    settings.brightness.set(std::nan(""));
+    EXPECT_EQ(settings.brightness.value(), 0.1);
+    settings.brightness.set(std::numeric_limits<double>::infinity());
+    EXPECT_EQ(settings.brightness.value(), 1.0);
+    EXPECT_EQ(log.lines().size(), 4u);
+
+    // Observers after the check only ever see values in range.
+    for (double value : seen)
+        EXPECT_TRUE(value >= 0.1 && value <= 1.0) << value;
+}
+
+TEST(UserUISettings, RestoresBrightness) {
+    {
+        InMemoryUserDefaults defaults;
+        defaults.setString("displayBrightness", "0.4");
+        EXPECT_EQ(UserUISettings(defaults).brightness.value(), 0.4);
+    }
+    {
+        InMemoryUserDefaults defaults;
+        defaults.setString("displayBrightness", "7");
+        test::CapturedLog log;
+        EXPECT_EQ(UserUISettings(defaults).brightness.value(), 1.0);
+        EXPECT_TRUE(log.contains("7 is a value too high for Display Brightness."));
+        EXPECT_EQ(defaults.string("displayBrightness"), "1");
+    }
+    {
+        InMemoryUserDefaults defaults;
+        defaults.setString("displayBrightness", "bright");
+        test::CapturedLog log;
+        EXPECT_EQ(UserUISettings(defaults).brightness.value(), 1.0);
+        EXPECT_TRUE(log.contains("Ignoring the stored Display Brightness \"bright\""));
+    }
+}
+
+TEST(BrightnessWarning, FormatsTheValueInItsShortestForm) {
+    EXPECT_EQ(brightnessWarning(0.1), std::nullopt);
+    EXPECT_EQ(brightnessWarning(1.0), std::nullopt);
+    EXPECT_EQ(brightnessWarning(0.0999),
+              "0.0999 is a value too low for Display Brightness. It must between 0.1 and 1.0.");
+    EXPECT_EQ(brightnessWarning(-2),
+              "-2 is a value too low for Display Brightness. It must between 0.1 and 1.0.");
+    EXPECT_EQ(brightnessWarning(1.0000001),
+              "1.0000001 is a value too high for Display Brightness. It must between 0.1 and 1.0.");
+    EXPECT_EQ(shortestDecimal(0.3), "0.3");
+    EXPECT_EQ(shortestDecimal(1.0), "1");
+}
+
+TEST(Published, NotifiesObserversInOrderUntilCancelled) {
+    Published<int> value(1);
+    std::vector<std::string> calls;
+    auto first = value.subscribe([&](int v) { calls.push_back("a" + std::to_string(v)); });
+    auto second = value.subscribe([&](int v) { calls.push_back("b" + std::to_string(v)); });
+    value.set(2);
+    first.cancel();
+    value.set(3);
+    EXPECT_EQ(calls, (std::vector<std::string>{"a2", "b2", "b3"}));
+    EXPECT_EQ(value.value(), 3);
+
+    // A subscription may outlive what it observes.
+    Published<int>::Subscription orphan;
+    {
+        Published<int> shortLived(0);
+        orphan = shortLived.subscribe([](int) {});
+    }
+    orphan.cancel();
+}
+
+TEST(PlayerSettings, RemembersTheWindowSize) {
+    InMemoryUserDefaults defaults;
+    {
+        PlayerSettings settings(defaults);
+        EXPECT_EQ(settings.lastSize.value(), (PlayerWindowSize{600, 512}));
+        settings.lastSize.set({820.5, 640});
+        EXPECT_EQ(defaults.string("playerWindowLastSize"), "820.5x640");
+    }
+    PlayerSettings restored(defaults);
+    EXPECT_EQ(restored.lastSize.value(), (PlayerWindowSize{820.5, 640}));
+
+    test::CapturedLog log;
+    restored.lastSize.set({-5, 100});
+    EXPECT_EQ(restored.lastSize.value(), (PlayerWindowSize{820.5, 640}));
+    EXPECT_EQ(defaults.string("playerWindowLastSize"), "820.5x640");
+    EXPECT_TRUE(log.contains("-5x100 is not a usable window size."));
+}
+
+TEST(PlayerSettings, IgnoresUnusableStoredSizes) {
+    for (const char* stored : {"", "600", "x", "600x", "0x512", "600x-1", "axb", "600x512x3", "inf x 5"}) {
+        InMemoryUserDefaults defaults;
+        defaults.setString("playerWindowLastSize", stored);
+        test::CapturedLog log;
+        EXPECT_EQ(PlayerSettings(defaults).lastSize.value(), PlayerSettings::defaultSize) << stored;
+        EXPECT_TRUE(log.contains("Ignoring the stored window size")) << stored;
+    }
+    EXPECT_EQ(PlayerSettings::parseSize("1e3x2.5"), (PlayerWindowSize{1000, 2.5}));
+}
+
+} // namespace
+} // namespace lorvan
