@@ -8,7 +8,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
 
     int status = lorvan::cli::exitSuccess;
-    (void)status; // commands register here
+    lorvan::cli::addCueCommand(app, status);
 
     try {
         app.parse(argc, argv);
