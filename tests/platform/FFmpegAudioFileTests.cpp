@@ -1,0 +1,304 @@
+#include "disc/LKOSStatus.hpp"
+#include "platform/AudioFixtures.hpp"
+#include "platform/FFmpegAudioEncoder.hpp"
+#include "platform/FFmpegAudioFile.hpp"
+#include "support/TestSupport.hpp"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <random>
+
+namespace lorvan {
+namespace {
+
+using platform::AudioFileEncoding;
+using platform::openFFmpegAudioFile;
+using platform::writeAudioFile;
+using test::CapturedLog;
+using test::TemporaryDirectory;
+
+// Reads the whole file buffer by buffer and returns its planes.
+std::vector<std::vector<float>> readAll(AudioFile& file, std::uint32_t bufferFrames) {
+    std::vector<std::vector<float>> planes(
+        static_cast<std::size_t>(file.processingFormat().channelsPerFrame));
+    PCMBuffer buffer(file.processingFormat(), bufferFrames);
+    file.setFramePosition(0);
+    while (file.framePosition() < file.length()) {
+        file.read(buffer, bufferFrames);
+        if (buffer.frameLength() == 0) break;
+        for (std::size_t c = 0; c < planes.size(); ++c) {
+            const float* data = buffer.channelData(static_cast<int>(c));
+            planes[c].insert(planes[c].end(), data, data + buffer.frameLength());
+        }
+    }
+    return planes;
+}
+
+void expectSamplesEqual(const std::vector<std::vector<float>>& planes,
+                        const std::vector<std::int32_t>& samples, int channels, int bits) {
+    ASSERT_EQ(planes.size(), static_cast<std::size_t>(channels));
+    ASSERT_EQ(planes[0].size() * static_cast<std::size_t>(channels), samples.size());
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const std::size_t frame = i / static_cast<std::size_t>(channels);
+        const std::size_t channel = i % static_cast<std::size_t>(channels);
+        ASSERT_EQ(planes[channel][frame], test::expectedFloat(samples[i], bits)) << "frame " << frame;
+    }
+}
+
+struct LosslessCase {
+    const char* name;
+    int bits;
+    int channels;
+    int rate;
+    LKAudioFileType type;
+};
+
+class LosslessRoundTrip : public ::testing::TestWithParam<LosslessCase> {};
+
+// Every lossless container must give back exactly the samples written, at any buffer size.
+TEST_P(LosslessRoundTrip, decodesEveryFrameExactly) {
+    const LosslessCase& c = GetParam();
+    TemporaryDirectory directory;
+    const std::int64_t frames = 44100 + 1234;
+    const auto samples = test::testSignal(frames, c.channels, c.bits, 7);
+    const std::string name = c.name;
+    std::filesystem::path path;
+    if (name == "wav") {
+        path = directory.path() / "a.wav";
+        test::writeWave(path, c.rate, c.channels, c.bits, samples);
+    } else if (name == "aiff" || name == "aifc") {
+        path = directory.path() / "a.aiff";
+        test::writeAiff(path, c.rate, c.channels, c.bits, samples, name == "aifc");
+    } else if (name == "flac") {
+        path = directory.path() / "a.flac";
+        writeAudioFile(path, AudioFileEncoding::flac, c.rate, c.channels, c.bits, samples);
+    } else {
+        path = directory.path() / "a.m4a";
+        writeAudioFile(path, AudioFileEncoding::alac, c.rate, c.channels, c.bits, samples);
+    }
+    auto file = openFFmpegAudioFile(Url::fileURL(path));
+    EXPECT_EQ(file->length(), frames);
+    EXPECT_EQ(file->fileType(), c.type);
+    EXPECT_EQ(file->bitDepth(), c.bits);
+    EXPECT_EQ(file->fileFormat().sampleRate, c.rate);
+    EXPECT_EQ(file->fileFormat().channelsPerFrame, c.channels);
+    EXPECT_TRUE(file->processingFormat().isProcessingFormat());
+    EXPECT_EQ(file->processingFormat().channelsPerFrame, c.channels);
+    for (std::uint32_t bufferFrames : {882U, 4096U, 100000U}) {
+        SCOPED_TRACE(bufferFrames);
+        expectSamplesEqual(readAll(*file, bufferFrames), samples, c.channels, c.bits);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Containers, LosslessRoundTrip,
+                         ::testing::Values(LosslessCase{"wav", 16, 2, 44100, LKAudioFileType::wave},
+                                           LosslessCase{"wav", 24, 1, 48000, LKAudioFileType::wave},
+                                           LosslessCase{"aiff", 16, 2, 44100, LKAudioFileType::aiff},
+                                           LosslessCase{"aifc", 16, 2, 44100, LKAudioFileType::aifc},
+                                           LosslessCase{"flac", 16, 2, 44100, LKAudioFileType::flac},
+                                           LosslessCase{"flac", 24, 2, 96000, LKAudioFileType::flac},
+                                           LosslessCase{"alac", 16, 2, 44100, LKAudioFileType::m4a}),
+                         [](const auto& testInfo) {
+                             return std::string(testInfo.param.name) + std::to_string(testInfo.param.bits);
+                         });
+
+TEST(FFmpegAudioFile, formatsStateTheContainersDescription) {
+    TemporaryDirectory directory;
+    const auto samples = test::testSignal(1000, 2, 16, 1);
+    test::writeWave(directory.path() / "a.wav", 44100, 2, 16, samples);
+    writeAudioFile(directory.path() / "a.flac", AudioFileEncoding::flac, 44100, 2, 16, samples);
+    writeAudioFile(directory.path() / "b.flac", AudioFileEncoding::flac, 44100, 2, 24,
+                   test::testSignal(1000, 2, 24, 1));
+    const auto wave = openFFmpegAudioFile(Url::fileURL(directory.path() / "a.wav"));
+    EXPECT_EQ(wave->fileFormat().formatID, fourCC("lpcm"));
+    EXPECT_EQ(wave->fileFormat().bitsPerChannel, 16);
+    EXPECT_EQ(wave->fileFormat().bytesPerFrame, 4);
+    EXPECT_EQ(wave->fileFormat().formatFlags, AudioFormat::isSignedInteger | AudioFormat::isPacked);
+    const auto flac16 = openFFmpegAudioFile(Url::fileURL(directory.path() / "a.flac"));
+    const auto flac24 = openFFmpegAudioFile(Url::fileURL(directory.path() / "b.flac"));
+    EXPECT_EQ(flac16->fileFormat().formatID, fourCC("flac"));
+    EXPECT_EQ(flac16->fileFormat().bitsPerChannel, 0);
+    // The source depth is part of a lossless format, so the two files never form one disc.
+    EXPECT_NE(flac16->fileFormat(), flac24->fileFormat());
+    EXPECT_NE(wave->fileFormat(), flac16->fileFormat());
+}
+
+// Random seeks must land on the exact frame: compare against one sequential decode.
+TEST(FFmpegAudioFile, seeksLandOnTheExactFrame) {
+    TemporaryDirectory directory;
+    const std::int64_t frames = 44100 * 20 + 17;
+    const auto samples = test::testSignal(frames, 2, 16, 3);
+    for (auto encoding : {AudioFileEncoding::flac, AudioFileEncoding::alac}) {
+        const auto path = directory.path() / (encoding == AudioFileEncoding::flac ? "s.flac" : "s.m4a");
+        writeAudioFile(path, encoding, 44100, 2, 16, samples);
+        auto file = openFFmpegAudioFile(Url::fileURL(path));
+        ASSERT_EQ(file->length(), frames);
+        std::mt19937 random(42);
+        std::uniform_int_distribution<std::int64_t> position(0, frames - 1);
+        PCMBuffer buffer(file->processingFormat(), 700);
+        for (int i = 0; i < 40; ++i) {
+            const std::int64_t start = i == 0 ? frames - 1 : position(random);
+            file->setFramePosition(start);
+            file->read(buffer, 700);
+            ASSERT_EQ(buffer.frameLength(), std::min<std::int64_t>(700, frames - start));
+            ASSERT_EQ(file->framePosition(), start + buffer.frameLength());
+            for (std::uint32_t f = 0; f < buffer.frameLength(); ++f)
+                for (int c = 0; c < 2; ++c)
+                    ASSERT_EQ(buffer.channelData(c)[f],
+                              test::expectedFloat(samples[static_cast<std::size_t>((start + f) * 2 + c)], 16))
+                        << "start " << start << " frame " << f;
+        }
+    }
+}
+
+// Lossy codecs: the length is what the decoder delivers (encoder delay and padding trimmed),
+// there is no source bit depth, and a seek returns what a sequential decode returned.
+TEST(FFmpegAudioFile, lossyFilesAreGaplessAndSeekConsistently) {
+    TemporaryDirectory directory;
+    const std::int64_t frames = 44100 * 3;
+    const auto samples = test::testSignal(frames, 2, 16, 5);
+    for (auto [encoding, name, type] :
+         {std::tuple{AudioFileEncoding::mp3, "a.mp3", LKAudioFileType::unsupported},
+          std::tuple{AudioFileEncoding::aac, "a.m4a", LKAudioFileType::m4a}}) {
+        SCOPED_TRACE(name);
+        writeAudioFile(directory.path() / name, encoding, 44100, 2, 16, samples);
+        auto file = openFFmpegAudioFile(Url::fileURL(directory.path() / name));
+        EXPECT_EQ(file->fileType(), type);
+        EXPECT_FALSE(file->bitDepth().has_value());
+        EXPECT_NEAR(static_cast<double>(file->length()), static_cast<double>(frames), 2048.0);
+        const auto whole = readAll(*file, 4096);
+        ASSERT_EQ(static_cast<std::int64_t>(whole[0].size()), file->length());
+        PCMBuffer buffer(file->processingFormat(), 500);
+        for (std::int64_t start : {std::int64_t{70000}, std::int64_t{1000}, file->length() - 10}) {
+            file->setFramePosition(start);
+            file->read(buffer, 500);
+            ASSERT_EQ(buffer.frameLength(), std::min<std::int64_t>(500, file->length() - start));
+            for (std::uint32_t f = 0; f < buffer.frameLength(); ++f)
+                ASSERT_EQ(buffer.channelData(1)[f], whole[1][static_cast<std::size_t>(start + f)]);
+        }
+    }
+}
+
+TEST(FFmpegAudioFile, readsStopAtTheEndAndNeverExceedTheBuffer) {
+    TemporaryDirectory directory;
+    test::writeWave(directory.path() / "a.wav", 44100, 2, 16, test::testSignal(1000, 2, 16, 9));
+    auto file = openFFmpegAudioFile(Url::fileURL(directory.path() / "a.wav"));
+    PCMBuffer small(file->processingFormat(), 64);
+    file->setFramePosition(990);
+    file->read(small, 4096);
+    EXPECT_EQ(small.frameLength(), 10U);
+    file->read(small, 4096);
+    EXPECT_EQ(small.frameLength(), 0U);
+    file->setFramePosition(0);
+    file->read(small, 4096);
+    EXPECT_EQ(small.frameLength(), 64U);
+    file->setFramePosition(5000);
+    EXPECT_EQ(file->framePosition(), 1000);
+}
+
+class BadFile : public ::testing::Test {
+protected:
+    // Opening must throw LKOSStatus after printing the failure block for this file.
+    LKOSStatus expectRefused(const std::filesystem::path& path) {
+        CapturedLog log;
+        try {
+            (void)openFFmpegAudioFile(Url::fileURL(path));
+        } catch (const LKOSStatus& status) {
+            EXPECT_NE(status.rawValue, 0);
+            EXPECT_EQ(status.audioFileURL, Url::fileURL(path));
+            EXPECT_TRUE(status.operationDescription.has_value());
+            EXPECT_TRUE(log.contains("Operation '" + *status.operationDescription + "' on audio file '" +
+                                     Url::fileURL(path).absoluteString() + "' failed with error '"));
+            EXPECT_TRUE(log.contains("  ┗ Function ...... : init(forReading:)"));
+            return status;
+        }
+        ADD_FAILURE() << "opened " << path;
+        return LKOSStatus(0);
+    }
+    TemporaryDirectory directory;
+};
+
+TEST_F(BadFile, missingFileIsENOENT) {
+    const auto status = expectRefused(directory.path() / "missing.flac");
+    EXPECT_EQ(status.displayText(LKOSStatus::DisplayStyle::errorNames), "AVERROR(ENOENT)");
+    EXPECT_EQ(status.displayText(LKOSStatus::DisplayStyle::description), "No such file or directory");
+    EXPECT_EQ(status.operationDescription, "ExtAudioFileOpenURL");
+}
+
+TEST_F(BadFile, textAndEmptyFilesAreRefused) {
+    directory.write("notes.flac", "This is not audio, only a few words of text.\n");
+    directory.write("empty.wav", "");
+    const auto text = expectRefused(directory.path() / "notes.flac");
+    EXPECT_NE(text.displayText(LKOSStatus::DisplayStyle::errorNames), "Unknown Error");
+    const auto empty = expectRefused(directory.path() / "empty.wav");
+    EXPECT_NE(empty.displayText(LKOSStatus::DisplayStyle::errorNames), "Unknown Error");
+}
+
+TEST_F(BadFile, aDirectoryNamedLikeAFileIsRefused) {
+    std::filesystem::create_directory(directory.path() / "folder.flac");
+    expectRefused(directory.path() / "folder.flac");
+}
+
+TEST_F(BadFile, truncatedFlacIsRefusedAtOpen) {
+    const auto path = directory.path() / "cut.flac";
+    writeAudioFile(path, AudioFileEncoding::flac, 44100, 2, 16, test::testSignal(44100 * 4, 2, 16, 2));
+    std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
+    expectRefused(path);
+}
+
+// Damage inside the stream is found by the read that reaches it, as a thrown status.
+TEST_F(BadFile, corruptFramesInTheMiddleThrowFromRead) {
+    const auto path = directory.path() / "damaged.flac";
+    writeAudioFile(path, AudioFileEncoding::flac, 44100, 2, 16, test::testSignal(44100 * 4, 2, 16, 4));
+    {
+        std::fstream stream(path, std::ios::in | std::ios::out | std::ios::binary);
+        const auto size = static_cast<std::streamoff>(std::filesystem::file_size(path));
+        stream.seekp(size / 2);
+        const std::string garbage(4000, '\x5A');
+        stream.write(garbage.data(), static_cast<std::streamsize>(garbage.size()));
+    }
+    auto file = openFFmpegAudioFile(Url::fileURL(path));
+    CapturedLog log;
+    EXPECT_THROW((void)readAll(*file, 882), LKOSStatus);
+    EXPECT_TRUE(log.contains("Operation 'ExtAudioFileRead' on audio file"));
+}
+
+TEST(LKOSStatus, displayStylesShowNumberTagNameAndText) {
+    platform::installFFmpegStatusDescriptions();
+    const LKOSStatus invalid(-0x41444E49);
+    EXPECT_EQ(invalid.displayText(LKOSStatus::DisplayStyle::value), "-1094995529");
+    EXPECT_EQ(invalid.displayText(LKOSStatus::DisplayStyle::code), "'INDA'");
+    EXPECT_EQ(invalid.displayText(LKOSStatus::DisplayStyle::errorNames), "AVERROR_INVALIDDATA");
+    EXPECT_EQ(invalid.displayText(LKOSStatus::DisplayStyle::description),
+              "Invalid data found when processing input");
+    const LKOSStatus notFound(-2);
+    EXPECT_EQ(notFound.displayText(LKOSStatus::DisplayStyle::code), "-2");
+    const LKOSStatus unknownTag(-0x12345678);
+    EXPECT_EQ(unknownTag.displayText(LKOSStatus::DisplayStyle::errorNames), "Unknown Error");
+    EXPECT_EQ(LKOSStatus(-2), LKOSStatus(-2, "elsewhere.cpp", 3));
+    EXPECT_EQ(invalid.errorCode(), -1094995529);
+}
+
+TEST(LKOSStatus, statusCheckPrintsAndThrowsOnlyOnFailure) {
+    CapturedLog log;
+    EXPECT_NO_THROW(checkStatus(0, "AudioFileClose", std::nullopt, "closeAndDispose()"));
+    EXPECT_TRUE(log.text().empty());
+    try {
+        checkStatus(-5, "AudioFileClose", std::nullopt, "closeAndDispose()");
+        FAIL() << "no throw";
+    } catch (const LKOSStatus& status) {
+        EXPECT_EQ(status.rawValue, -5);
+        EXPECT_EQ(status.sourceFunction, "closeAndDispose()");
+        EXPECT_EQ(status.operationDescription, "AudioFileClose");
+        EXPECT_FALSE(status.audioFileURL.has_value());
+        ASSERT_TRUE(status.sourceLine.has_value());
+        EXPECT_GT(*status.sourceLine, 0);
+    }
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_TRUE(lines[0].starts_with("Operation 'AudioFileClose' failed with error -5 '"));
+    EXPECT_TRUE(lines[3].ends_with("closeAndDispose()"));
+}
+
+} // namespace
+} // namespace lorvan
