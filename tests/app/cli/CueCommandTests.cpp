@@ -1,0 +1,95 @@
+#include "cuesheet/CueSheet.hpp"
+#include "cuesheet/CueSheetJson.hpp"
+#include "support/TestSupport.hpp"
+
+#include <array>
+#include <cstdio>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+namespace lorvan {
+namespace {
+
+using testing::HasSubstr;
+
+struct Run {
+    int status = -1;
+    std::string out;
+};
+
+/// Runs lorvan-cli with `arguments` (already shell-quoted), standard error discarded.
+Run cli(const std::string& arguments) {
+    Run run;
+    const std::string command = std::string("'") + LORVAN_CLI + "' " + arguments + " 2>/dev/null";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return run;
+    std::array<char, 4096> buffer{};
+    while (const std::size_t read = std::fread(buffer.data(), 1, buffer.size(), pipe)) run.out.append(buffer.data(), read);
+    const int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
+}
+
+std::string quoted(const std::filesystem::path& path) { return "'" + path.string() + "'"; }
+
+TEST(CueCommand, PrintsTheLogAndTablesOfTheDemoSheet) {
+    const auto run = cli("cue " + quoted(std::filesystem::path(LORVAN_DEMO_DIR) / "Lorvan Demo.cue"));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr("Successfully decoded with"));
+    EXPECT_THAT(run.out, HasSubstr("║ Number  ║ Track  │ File"));
+    EXPECT_THAT(run.out, HasSubstr("│ 00:25:00  │ 1102500 │"));
+    EXPECT_THAT(run.out, HasSubstr("│ Lorvan Demo Disc"));
+}
+
+TEST(CueCommand, JsonPrintsOnlyTheEncodedSheet) {
+    const auto path = std::filesystem::path(LORVAN_DEMO_DIR) / "Lorvan Demo.cue";
+    const auto run = cli("cue " + quoted(path) + " --json");
+    EXPECT_EQ(run.status, 0);
+    const auto document = nlohmann::json::parse(run.out); // throws if the log leaked into stdout
+    const auto sheet = document.get<CueSheet>();
+    EXPECT_EQ(sheet.url.path(), path);
+    EXPECT_EQ(sheet.tracks.size(), 3u);
+    EXPECT_EQ(sheet.tracks[0].fakePregap, 88200);
+    EXPECT_EQ(document["metadata"]["tracksMetadata"][1]["title"], "Café Arpeggio");
+}
+
+TEST(CueCommand, RefusalsExitWithOneAndDescribeTheError) {
+    test::TemporaryDirectory directory;
+    const auto bad = directory.write("bad.cue", "FILE \"a.wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nTRACK 03 AUDIO\n");
+    const auto plain = cli("cue " + quoted(bad));
+    EXPECT_EQ(plain.status, 1);
+    const auto lastLine = plain.out.substr(plain.out.rfind('\n', plain.out.size() - 2) + 1);
+    EXPECT_EQ(lastLine, "Invalid track number: Track number inconsistant with previous one (03).\n");
+
+    const auto json = nlohmann::json::parse(cli("cue " + quoted(bad) + " --json").out);
+    EXPECT_EQ(json, nlohmann::json::parse(R"({"error": {"type": "CueSheetError",
+        "kind": "TRACK_InvalidNumberValue_InconsistantWithNumberOfTracks", "line": 4, "value": "03",
+        "errorDescription": "Invalid track number",
+        "failureReason": "Track number inconsistant with previous one (03)."}})"));
+
+    const auto gap = directory.write("gap.cue", "FILE \"a.wav\" WAVE\nTRACK 01 AUDIO\nPREGAP 00:02:00\nINDEX 00 00:00:00\n");
+    const auto discError = nlohmann::json::parse(cli("cue " + quoted(gap) + " --json").out);
+    EXPECT_EQ(discError["error"]["type"], "AudioDiscError");
+    EXPECT_EQ(discError["error"]["kind"], "dummy");
+    EXPECT_TRUE(discError["error"]["line"].is_null());
+
+    const auto empty = nlohmann::json::parse(cli("cue " + quoted(directory.write("empty.cue", "")) + " --json").out);
+    EXPECT_EQ(empty["error"]["kind"], "invalidCueSheet_NoAudioFile");
+}
+
+TEST(CueCommand, UnreadableInputsAndUsageErrors) {
+    test::TemporaryDirectory directory;
+    EXPECT_EQ(cli("cue " + quoted(directory.path() / "missing.cue")).status, 1);
+    EXPECT_EQ(cli("cue " + quoted(directory.path())).status, 1);
+    const auto json = nlohmann::json::parse(cli("cue " + quoted(directory.path() / "missing.cue") + " --json").out);
+    EXPECT_EQ(json["error"]["kind"], "fileNotFound");
+    EXPECT_EQ(cli("cue").status, 2);
+    EXPECT_EQ(cli("cue a.cue --no-such-option").status, 2);
+    EXPECT_EQ(cli("").status, 2);
+    EXPECT_EQ(cli("--version").status, 0);
+    EXPECT_THAT(cli("cue --help").out, HasSubstr("--json"));
+}
+
+} // namespace
+} // namespace lorvan
