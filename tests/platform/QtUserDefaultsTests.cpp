@@ -1,10 +1,9 @@
 #include "platform/QtUserDefaults.hpp"
 #include "support/TestSupport.hpp"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <sstream>
 
 namespace lorvan {
