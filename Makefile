@@ -25,7 +25,7 @@ test: build build-asan
 
 fuzz: bootstrap
 	@cmake --preset fuzz >/dev/null
-	@cmake --build --preset fuzz
+	@cmake --build --preset fuzz --target cuesheet_fuzzer date_fuzzer
 	@scripts/run-fuzzers 60
 
 bench: build

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "core/FatalError.hpp"
+#include "core/SourceLocation.hpp"
 
 #include <concepts>
 #include <limits>
-#include <source_location>
 
 namespace lorvan {
 
@@ -13,37 +13,35 @@ namespace lorvan {
 // which stop the process at the caller's line instead.
 
 template <std::integral T>
-[[nodiscard]] constexpr T checkedAdd(T a, T b, std::source_location at = std::source_location::current()) {
+[[nodiscard]] constexpr T checkedAdd(T a, T b, SourceLocation at = SourceLocation::current()) {
     T result{};
     if (__builtin_add_overflow(a, b, &result)) fatalError("integer overflow in addition", at);
     return result;
 }
 
 template <std::integral T>
-[[nodiscard]] constexpr T checkedSubtract(T a, T b,
-                                          std::source_location at = std::source_location::current()) {
+[[nodiscard]] constexpr T checkedSubtract(T a, T b, SourceLocation at = SourceLocation::current()) {
     T result{};
     if (__builtin_sub_overflow(a, b, &result)) fatalError("integer overflow in subtraction", at);
     return result;
 }
 
 template <std::integral T>
-[[nodiscard]] constexpr T checkedMultiply(T a, T b,
-                                          std::source_location at = std::source_location::current()) {
+[[nodiscard]] constexpr T checkedMultiply(T a, T b, SourceLocation at = SourceLocation::current()) {
     T result{};
     if (__builtin_mul_overflow(a, b, &result)) fatalError("integer overflow in multiplication", at);
     return result;
 }
 
 template <std::signed_integral T>
-[[nodiscard]] constexpr T checkedNegate(T a, std::source_location at = std::source_location::current()) {
+[[nodiscard]] constexpr T checkedNegate(T a, SourceLocation at = SourceLocation::current()) {
     if (a == std::numeric_limits<T>::min()) fatalError("integer overflow in negation", at);
     return -a;
 }
 
 /// Converts between integer types, stopping the process when the value does not fit.
 template <std::integral To, std::integral From>
-[[nodiscard]] constexpr To checkedCast(From value, std::source_location at = std::source_location::current()) {
+[[nodiscard]] constexpr To checkedCast(From value, SourceLocation at = SourceLocation::current()) {
     To result{};
     if (__builtin_add_overflow(value, From{0}, &result)) fatalError("integer conversion out of range", at);
     return result;

@@ -8,7 +8,9 @@ namespace {
 std::atomic<std::FILE*> logStream{nullptr};
 }
 
-void ConsoleLog::setOutput(std::FILE* stream) { logStream.store(stream, std::memory_order_release); }
+void ConsoleLog::setOutput(std::FILE* stream) {
+    logStream.store(stream, std::memory_order_release);
+}
 
 std::FILE* ConsoleLog::output() {
     std::FILE* stream = logStream.load(std::memory_order_acquire);

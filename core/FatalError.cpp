@@ -6,7 +6,7 @@
 
 namespace lorvan {
 
-void fatalError(std::string_view message, std::source_location location) {
+void fatalError(std::string_view message, SourceLocation location) {
     std::string line = "Fatal error: ";
     line.append(message);
     line += " (";

@@ -4,7 +4,7 @@
 
 namespace lorvan {
 
-IKErrorLocation IKErrorLocation::here(std::source_location at) {
+IKErrorLocation IKErrorLocation::here(SourceLocation at) {
     return {at.file_name(), static_cast<long>(at.line())};
 }
 

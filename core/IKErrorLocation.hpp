@@ -1,6 +1,7 @@
 #pragma once
 
-#include <source_location>
+#include "core/SourceLocation.hpp"
+
 #include <string>
 
 namespace lorvan {
@@ -11,7 +12,7 @@ struct IKErrorLocation {
     long codeFileLine = 0;
 
     /// The caller's own file and line.
-    [[nodiscard]] static IKErrorLocation here(std::source_location at = std::source_location::current());
+    [[nodiscard]] static IKErrorLocation here(SourceLocation at = SourceLocation::current());
 
     /// "<" + last path component + ":" + line as "%04d" + ">".
     [[nodiscard]] std::string description() const;

@@ -9,7 +9,9 @@
 namespace lorvan {
 namespace {
 
-long count(const std::string& text) { return static_cast<long>(characterCount(text)); }
+long count(const std::string& text) {
+    return static_cast<long>(characterCount(text));
+}
 
 long decimalDigits(std::size_t value) {
     long digits = 1;
@@ -22,13 +24,15 @@ long decimalDigits(std::size_t value) {
 
 std::string repeated(const std::string& unit, long times) {
     std::string result;
-    for (long i = 0; i < times; ++i) result += unit;
+    for (long i = 0; i < times; ++i)
+        result += unit;
     return result;
 }
 
 } // namespace
 
-LKTextTableView::LKTextTableView() : LKTextTableView({"π"}, {{{"π", "3.141592654"}}}) {}
+LKTextTableView::LKTextTableView()
+    : LKTextTableView({"π"}, {{{"π", "3.141592654"}}}) {}
 
 LKTextTableView::LKTextTableView(std::vector<std::string> keys_, std::vector<Row> data_)
     : keys(std::move(keys_))
@@ -53,7 +57,8 @@ void LKTextTableView::measure() {
 
 std::string LKTextTableView::cell(const std::string& text, long width) const {
     return std::string(static_cast<std::size_t>(leftColumnSpace), ' ') + text +
-           repeated(_space, width - count(text)) + std::string(static_cast<std::size_t>(rightColumnSpace), ' ');
+           repeated(_space, width - count(text)) +
+           std::string(static_cast<std::size_t>(rightColumnSpace), ' ');
 }
 
 std::string LKTextTableView::rule(const RuleGlyphs& glyphs) const {
@@ -61,19 +66,24 @@ std::string LKTextTableView::rule(const RuleGlyphs& glyphs) const {
     std::string line = glyphs.left;
     if (showLineNumberColumn) line += repeated(glyphs.line, checkedAdd(_columnsMaxElementCount[0], padding));
     for (std::size_t k = 1; k < _columnsMaxElementCount.size(); ++k) {
-        if (k > 1) line += glyphs.betweenColumns;
-        else if (showLineNumberColumn) line += glyphs.afterNumber;
+        if (k > 1)
+            line += glyphs.betweenColumns;
+        else if (showLineNumberColumn)
+            line += glyphs.afterNumber;
         line += repeated(glyphs.line, checkedAdd(_columnsMaxElementCount[k], padding));
     }
     return line + glyphs.right;
 }
 
-std::string LKTextTableView::textLine(const std::string& number, const std::vector<std::string>& cells) const {
+std::string LKTextTableView::textLine(const std::string& number,
+                                      const std::vector<std::string>& cells) const {
     std::string line = _bigVerticalLine;
     if (showLineNumberColumn) line += cell(number, _columnsMaxElementCount[0]);
     for (std::size_t k = 0; k < cells.size(); ++k) {
-        if (k > 0) line += _smallVerticalLine;
-        else if (showLineNumberColumn) line += _bigVerticalLine;
+        if (k > 0)
+            line += _smallVerticalLine;
+        else if (showLineNumberColumn)
+            line += _bigVerticalLine;
         line += cell(cells[k], _columnsMaxElementCount[k + 1]);
     }
     return line + _bigVerticalLine;
@@ -84,8 +94,8 @@ std::vector<std::string> LKTextTableView::lines() const {
     out.push_back(rule({_boxUpLeftCorner, _bigHorizontalLine, _boxUpBigSeparator, _boxUpSmallSeparator,
                         _boxUpRrightCorner}));
     out.push_back(textLine(lineNumberColumnHeader, keys));
-    out.push_back(
-        rule({_boxLeftBigSeparator, _bigHorizontalLine, _bigBigCross, _bigSmallCross, _boxRightBigSeparator}));
+    out.push_back(rule(
+        {_boxLeftBigSeparator, _bigHorizontalLine, _bigBigCross, _bigSmallCross, _boxRightBigSeparator}));
     const std::string separator = rule({_boxLeftSmallSeparator, _smallHorizontalLine, _smallBigCross,
                                         _smallSmallCross, _boxRightSmallSeparator});
     for (std::size_t r = 0; r < data.size(); ++r) {
@@ -103,7 +113,8 @@ std::vector<std::string> LKTextTableView::lines() const {
 }
 
 void LKTextTableView::print() const {
-    for (const auto& line : lines()) ConsoleLog::write(line);
+    for (const auto& line : lines())
+        ConsoleLog::write(line);
 }
 
 } // namespace lorvan

@@ -69,7 +69,8 @@ private:
         const std::string& right;
     };
     [[nodiscard]] std::string rule(const RuleGlyphs& glyphs) const;
-    [[nodiscard]] std::string textLine(const std::string& number, const std::vector<std::string>& cells) const;
+    [[nodiscard]] std::string textLine(const std::string& number,
+                                       const std::vector<std::string>& cells) const;
     [[nodiscard]] std::string cell(const std::string& text, long width) const;
 };
 

@@ -10,7 +10,8 @@ namespace {
 std::string repeated(std::string_view unit, long count) {
     std::string result;
     result.reserve(unit.size() * static_cast<std::size_t>(count));
-    for (long i = 0; i < count; ++i) result.append(unit);
+    for (long i = 0; i < count; ++i)
+        result.append(unit);
     return result;
 }
 
@@ -70,7 +71,9 @@ std::string LogEntry::description() const {
     return line;
 }
 
-void LogEntry::print(std::string_view terminator) const { ConsoleLog::write(description(), terminator); }
+void LogEntry::print(std::string_view terminator) const {
+    ConsoleLog::write(description(), terminator);
+}
 
 void log(std::string label, std::optional<std::string> value, std::optional<std::string> context) {
     LogEntry(std::move(context), std::move(label), std::move(value)).print();
@@ -79,7 +82,8 @@ void log(std::string label, std::optional<std::string> value, std::optional<std:
 std::string indent(long level, std::optional<std::string_view> marker) {
     if (level < 1) return {};
     if (level > (1L << 61)) fatalError("indentation level too large");
-    std::string tail = marker && !marker->empty() ? "  " + firstCharacter(*marker) + " " : std::string(4, ' ');
+    std::string tail =
+        marker && !marker->empty() ? "  " + firstCharacter(*marker) + " " : std::string(4, ' ');
     return std::string(static_cast<std::size_t>(checkedMultiply(level - 1, 4L)), ' ') + tail;
 }
 

@@ -18,11 +18,12 @@ public:
 
     /// A non-empty `context` and the `filler` are cut to their first character; an empty
     /// filler becomes "·". An empty (but present) context renders as a single leading space.
-    LogEntry(std::optional<std::string> context, std::string label, std::optional<std::string> value = std::nullopt,
-             std::string_view filler = "·");
+    LogEntry(std::optional<std::string> context, std::string label,
+             std::optional<std::string> value = std::nullopt, std::string_view filler = "·");
 
     /// "✦ Warning" line with `message` as value and "-" as filler.
-    [[nodiscard]] static LogEntry warning(std::string message, std::optional<std::string> context = std::nullopt);
+    [[nodiscard]] static LogEntry warning(std::string message,
+                                          std::optional<std::string> context = std::nullopt);
     /// "! Error" line whose value is the error's description, then " | '" + reason + "'" if it has one.
     [[nodiscard]] static LogEntry error(const LocalizedError& error,
                                         std::optional<std::string> context = std::nullopt);

@@ -6,9 +6,9 @@ namespace lorvan {
 namespace {
 
 bool isUnreserved(unsigned char c) {
-    return std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~' || c == '/' || c == '!' || c == '$' ||
-           c == '&' || c == '\'' || c == '(' || c == ')' || c == '*' || c == '+' || c == ',' || c == ';' ||
-           c == '=' || c == ':' || c == '@';
+    return std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~' || c == '/' || c == '!' ||
+           c == '$' || c == '&' || c == '\'' || c == '(' || c == ')' || c == '*' || c == '+' || c == ',' ||
+           c == ';' || c == '=' || c == ':' || c == '@';
 }
 
 std::string percentEncoded(std::string_view text) {
@@ -62,7 +62,8 @@ std::optional<Url> Url::parse(std::string_view text) {
     const auto colon = text.find(':');
     if (colon == std::string_view::npos || colon == 0) return std::nullopt;
     for (char c : text.substr(0, colon))
-        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '+' && c != '-' && c != '.') return std::nullopt;
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '+' && c != '-' && c != '.')
+            return std::nullopt;
 
     constexpr std::string_view filePrefix = "file://";
     if (text.substr(0, filePrefix.size()) == filePrefix) {
@@ -81,7 +82,9 @@ std::optional<Url> Url::parse(std::string_view text) {
     return url;
 }
 
-std::string Url::absoluteString() const { return isFile_ ? "file://" + percentEncoded(path_.string()) : text_; }
+std::string Url::absoluteString() const {
+    return isFile_ ? "file://" + percentEncoded(path_.string()) : text_;
+}
 
 std::string Url::lastPathComponent() const {
     if (!isFile_) {

@@ -13,7 +13,8 @@ Uuid Uuid::random() {
     Uuid uuid;
     for (std::size_t i = 0; i < 16; i += 8) {
         const std::uint64_t bits = generator();
-        for (std::size_t j = 0; j < 8; ++j) uuid.bytes_[i + j] = static_cast<std::uint8_t>(bits >> (8 * j));
+        for (std::size_t j = 0; j < 8; ++j)
+            uuid.bytes_[i + j] = static_cast<std::uint8_t>(bits >> (8 * j));
     }
     uuid.bytes_[6] = static_cast<std::uint8_t>((uuid.bytes_[6] & 0x0F) | 0x40);
     uuid.bytes_[8] = static_cast<std::uint8_t>((uuid.bytes_[8] & 0x3F) | 0x80);
