@@ -4,17 +4,39 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <unicode/brkiter.h>
 #include <unicode/utext.h>
 
 namespace lorvan {
 namespace {
 
-// Plain ASCII without carriage returns is one character per byte; this covers nearly every log
-// line and keeps ICU off the hot path. "\r\n" is a single grapheme, hence the exclusion.
-bool isSimpleAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(),
-                       [](char c) { return static_cast<unsigned char>(c) < 0x80 && c != '\r'; });
+// Code points that are a grapheme cluster of their own whatever surrounds them, as long as no
+// combining mark, joiner or other extender follows (those lie outside these ranges, so a text
+// containing one takes the ICU path). Covers Latin, Greek, Cyrillic, general punctuation, arrows,
+// mathematical symbols and box drawing: nearly every log line and table cell, without ICU.
+bool standsAlone(char32_t c) {
+    return (c < 0x0300 && c != '\r') || (c >= 0x0370 && c <= 0x0482) || (c >= 0x2010 && c <= 0x2027) ||
+           (c >= 0x2030 && c <= 0x20CF) || (c >= 0x2100 && c <= 0x2BFF);
+}
+
+/// The number of code points when each one is a cluster of its own, else none.
+std::optional<std::size_t> simpleCount(std::string_view text) {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < text.size(); ++count) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        std::size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : 0;
+        if (length == 0 || i + length > text.size()) return std::nullopt;
+        char32_t c = length == 1 ? lead : length == 2 ? (lead & 0x1F) : (lead & 0x0F);
+        for (std::size_t k = 1; k < length; ++k) {
+            const auto next = static_cast<unsigned char>(text[i + k]);
+            if ((next & 0xC0) != 0x80) return std::nullopt;
+            c = (c << 6) | (next & 0x3F);
+        }
+        if (!standsAlone(c)) return std::nullopt;
+        i += length;
+    }
+    return count;
 }
 
 icu::BreakIterator& characterIterator() {
@@ -44,7 +66,7 @@ template <typename Visit> void forEachBoundary(std::string_view text, Visit visi
 } // namespace
 
 std::size_t characterCount(std::string_view text) {
-    if (isSimpleAscii(text)) return text.size();
+    if (const auto simple = simpleCount(text)) return *simple;
     std::size_t count = 0;
     forEachBoundary(text, [&](int32_t) {
         ++count;
@@ -55,7 +77,9 @@ std::size_t characterCount(std::string_view text) {
 
 std::string firstCharacter(std::string_view text) {
     if (text.empty()) return {};
-    if (isSimpleAscii(text.substr(0, 2))) return std::string(text.substr(0, 1));
+    if (const auto lead = static_cast<unsigned char>(text[0]);
+        lead < 0x80 && lead != '\r' && (text.size() == 1 || static_cast<unsigned char>(text[1]) < 0x80))
+        return std::string(text.substr(0, 1));
     std::size_t end = text.size();
     forEachBoundary(text, [&](int32_t boundary) {
         end = static_cast<std::size_t>(boundary);

@@ -21,6 +21,12 @@ TEST(Characters, CountsUserPerceivedCharacters) {
     EXPECT_EQ(characterCount("\xF0\x9F\x8E\xB5"), 1u);     // musical note emoji
     EXPECT_EQ(characterCount("⁉️ Syntax Error"), 14u);     // emoji with variation selector
     EXPECT_EQ(characterCount("a\r\nb"), 3u);               // CR LF is one character
+    EXPECT_EQ(characterCount("a\rb"), 3u);
+    EXPECT_EQ(characterCount("Ελλάδα ≔ «Café» – ║═╗"), 21u);
+    EXPECT_EQ(characterCount("α\xCC\x81β"), 2u);           // a combining mark after Greek joins it
+    EXPECT_EQ(characterCount("➤\xEF\xB8\x8F"), 1u);         // arrow + variation selector
+    EXPECT_EQ(characterCount("\xE6\x97\xA5\xE6\x9C\xAC"), 2u); // CJK
+    EXPECT_EQ(characterCount("\xFF\xFE"), 2u);             // invalid bytes still count
     EXPECT_EQ(firstCharacter("e\xCC\x81x"), "e\xCC\x81");
     EXPECT_EQ(firstCharacter("=-"), "=");
     EXPECT_EQ(firstCharacter(""), "");
