@@ -260,6 +260,12 @@ private:
 
     // --- metadata --------------------------------------------------------------------------------
 
+    /// Metadata lines nest under the track they describe, like its indexes.
+    void logMetadata(std::string label, std::string value) {
+        if (track_) LogEntry(std::nullopt, indent(2, "≔") + label, std::move(value)).print();
+        else log(std::move(label), std::move(value));
+    }
+
     std::vector<AudioTrackMetadata>& trackMetadata() {
         if (!metadata_.tracksMetadata) metadata_.tracksMetadata.emplace();
         return *metadata_.tracksMetadata;
@@ -280,14 +286,14 @@ private:
         // Before the first FILE a title names the release; after it, the track being described.
         if (auto* track = currentTrackMetadata(); track && !filenames_.empty()) track->title = title;
         else metadata_.releaseTitle = title;
-        log("Title", title);
+        logMetadata("Title", title);
     }
 
     void readCatalog(const Line& current) {
         const std::string value = requiredArgument(current);
         if (value.empty()) return;
         metadata_.catalogueNumber = value;
-        log("Disc Catalog", value);
+        logMetadata("Disc Catalog", value);
     }
 
     void readIsrc(const Line& current) {
@@ -299,7 +305,7 @@ private:
             return;
         }
         track->isrc = value;
-        log("ISRC", value);
+        logMetadata("ISRC", value);
     }
 
     void readDate(const Line& current) {
@@ -308,7 +314,7 @@ private:
             const AudioDiscDate date = AudioDiscDate::parse(value, line_);
             metadata_.initialDate = date;
             metadata_.editionDate = date;
-            log("Date", date.description());
+            logMetadata("Date", date.description());
         } catch (const CueSheetError&) {
             // Already logged; a wrong date costs the date, not the disc.
             log("Date", "ignored, '" + value + "' is not a valid date");
@@ -317,7 +323,7 @@ private:
 
     void readCompilation() {
         metadata_.releaseType = AudioMetadata::ReleaseType::compilation;
-        log("Release type", displayText(AudioMetadata::ReleaseType::compilation));
+        logMetadata("Release type", displayText(AudioMetadata::ReleaseType::compilation));
     }
 
     void readDiscCount(const Line& current, std::optional<long>& field, const char* label) {
@@ -331,12 +337,12 @@ private:
             return;
         }
         field = static_cast<long>(*parsed);
-        log(label, std::to_string(*parsed));
+        logMetadata(label, std::to_string(*parsed));
     }
 
     void readTrackMark(std::optional<long>& field, const char* label) {
         field = trackCommandCount_;
-        log(label, "from track " + twoDigits(trackCommandCount_));
+        logMetadata(label, "from track " + twoDigits(trackCommandCount_));
     }
 
     void readPeople(const Line& current, std::optional<std::set<std::string>> AudioMetadata::*releaseField,
@@ -357,7 +363,7 @@ private:
         auto& field = track ? (*track).*trackField : metadata_.*releaseField;
         if (!field) field.emplace();
         field->insert(names.begin(), names.end());
-        log(track ? trackLabel : releaseLabel, joinedNames(names));
+        logMetadata(track ? trackLabel : releaseLabel, joinedNames(names));
     }
 
     double readDecimal(const Line& current) {
@@ -382,12 +388,12 @@ private:
             return;
         }
         (*track).*field = value;
-        log(isGain ? "Replay gain" : "Peak amplitude", gainText(value, isGain));
+        logMetadata(isGain ? "Replay gain" : "Peak amplitude", gainText(value, isGain));
     }
 
     void readAlbumGain(const Line& current, std::optional<double>& field, bool isGain) {
         field = readDecimal(current);
-        log(isGain ? "Replay gain" : "Peak amplitude", gainText(*field, isGain));
+        logMetadata(isGain ? "Replay gain" : "Peak amplitude", gainText(*field, isGain));
     }
 
     std::string text_;
