@@ -1,0 +1,376 @@
+#include "cuesheet/AudioDiscError.hpp"
+#include "cuesheet/CueSheet.hpp"
+#include "disc/AudioDisc.hpp"
+#include "disc/AudioDiscDataError.hpp"
+#include "platform/AudioFixtures.hpp"
+#include "platform/FFmpegAudioEncoder.hpp"
+#include "platform/PlatformDiscServices.hpp"
+#include "support/TestSupport.hpp"
+
+#include <gtest/gtest.h>
+
+namespace lorvan {
+namespace {
+
+using test::CapturedLog;
+using test::TemporaryDirectory;
+
+constexpr std::int64_t sector = 588;
+
+class AudioDiscTest : public ::testing::Test {
+protected:
+    void wave(const std::string& name, std::int64_t frames, int rate = 44100) {
+        test::writeWave(directory.path() / name, rate, 2, 16, test::testSignal(frames, 2, 16, 1));
+    }
+    CueSheet sheet(const std::string& text, const std::string& name = "disc.cue") {
+        directory.write(name, text);
+        return CueSheet(Url::fileURL(directory.path() / name));
+    }
+    AudioDisc fromSheet(const std::string& text) { return AudioDisc::fromCueSheet(sheet(text), services); }
+    AudioDisc fromDirectory() { return AudioDisc::fromDirectory(Url::fileURL(directory.path()), services); }
+    template <typename Action> AudioDiscError discError(Action action) {
+        try {
+            action();
+        } catch (const AudioDiscError& error) {
+            return error;
+        }
+        ADD_FAILURE() << "no AudioDiscError";
+        return AudioDiscError(AudioDiscError::Kind::dummy);
+    }
+    std::vector<std::tuple<std::int64_t, long, long>> cueTuples(const AudioDisc& disc) {
+        std::vector<std::tuple<std::int64_t, long, long>> result;
+        for (const auto& cue : disc.cues)
+            result.emplace_back(cue.keyFrame, cue.trackIndex, cue.chapter);
+        return result;
+    }
+
+    TemporaryDirectory directory;
+    AudioDiscServices services = platform::audioDiscServices();
+    CapturedLog log;
+};
+
+using Cues = std::vector<std::tuple<std::int64_t, long, long>>;
+
+TEST_F(AudioDiscTest, missingFileIsFoundUnderAnotherExtension) {
+    wave("track01.flac.tmp", 10); // a near miss that must not count
+    platform::writeAudioFile(directory.path() / "track01.flac", platform::AudioFileEncoding::flac, 44100, 2,
+                             16, test::testSignal(sector * 10, 2, 16, 1));
+    const auto disc = fromSheet("FILE \"track01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
+    EXPECT_EQ(disc.data->audioFiles().front()->url().lastPathComponent(), "track01.flac");
+    EXPECT_TRUE(log.contains("Couldn't find file"));
+    EXPECT_TRUE(log.contains(": track01.flac found!"));
+    EXPECT_FALSE(log.contains("track01.aif "));
+}
+
+TEST_F(AudioDiscTest, resolutionIsCaseSensitiveAndStaysInTheSheetsFolder) {
+    wave("track01.WAV", sector * 10);
+    std::filesystem::create_directory(directory.path() / "sub");
+    wave("sub/track01.wav", sector * 10);
+    const auto error = discError(
+        [&] { (void)fromSheet("FILE \"track01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"); });
+    EXPECT_EQ(error.kind(), AudioDiscError::Kind::audioFileNotFound);
+    EXPECT_EQ(error.value(), "track01.wav");
+    EXPECT_EQ(error.failureReason(),
+              "The audio file 'track01.wav' isn't in the same directory as the cue cheet file.");
+    EXPECT_TRUE(log.contains(": track01.mp3 not found"));
+    EXPECT_TRUE(log.contains("! Error"));
+
+    const auto gone = discError([&] {
+        (void)AudioDisc::resolveAudioFile("track01.wav", Url::fileURL(directory.path() / "gone.cue"));
+    });
+    EXPECT_EQ(gone.kind(), AudioDiscError::Kind::cueSheetFileNotFound);
+    EXPECT_EQ(gone.value(), "gone.cue");
+}
+
+TEST_F(AudioDiscTest, pregapsAreAcceptedOnTheFirstTwoTracksOnly) {
+    wave("a.wav", sector * 300);
+    const std::string head = "FILE \"a.wav\" WAVE\n";
+    const std::string t1 = "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
+    const std::string t2 = "  TRACK 02 AUDIO\n    PREGAP 00:00:10\n    INDEX 01 00:01:00\n";
+    const std::string t3 = "  TRACK 03 AUDIO\n    PREGAP 00:00:10\n    INDEX 01 00:02:00\n";
+    EXPECT_NO_THROW((void)fromSheet(head + t1 + t2));
+    EXPECT_EQ(discError([&] { (void)fromSheet(head + t1 + t2 + t3); }).kind(),
+              AudioDiscError::Kind::innacurateDiscFromMultiplePregapOrPostgap);
+    const std::string postgap = "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n    POSTGAP 00:00:10\n";
+    const auto error = discError([&] { (void)fromSheet(head + postgap); });
+    EXPECT_EQ(error.kind(), AudioDiscError::Kind::innacurateDiscFromMultiplePregapOrPostgap);
+    EXPECT_EQ(error.errorDescription(), "Innacurate Disc");
+}
+
+TEST_F(AudioDiscTest, firstTrackPregapBecomesSilenceAndShiftsEveryCue) {
+    wave("a.wav", sector * 1000);
+    const auto disc =
+        fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    PREGAP 00:02:00\n    INDEX 01 00:00:00\n"
+                  "  TRACK 02 AUDIO\n    INDEX 00 00:05:00\n    INDEX 01 00:06:00\n    INDEX 02 00:07:00\n");
+    EXPECT_EQ(disc.data->artificialPregapFrames(), 88200U);
+    EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 0},
+                                     {88200, 0, 1},
+                                     {88200 + 5 * 44100, 1, 0},
+                                     {88200 + 6 * 44100, 1, 1},
+                                     {88200 + 7 * 44100, 1, 2}}));
+    ASSERT_EQ(disc.tracks.size(), 2U);
+    EXPECT_EQ(disc.tracks[0].cueIndices, (std::vector<std::size_t>{0, 1}));
+    EXPECT_EQ(disc.tracks[1].cueIndices, (std::vector<std::size_t>{2, 3, 4}));
+    EXPECT_EQ(disc.tracks[1].discID, disc.id);
+    EXPECT_EQ(disc.trackStartFrame(disc.tracks[0]), 88200);
+    EXPECT_EQ(disc.trackStartFrame(disc.tracks[1]), 88200 + 6 * 44100);
+    EXPECT_EQ(disc.cues[0].cueType(), AudioCue::CueType::trackPregap);
+    EXPECT_EQ(disc.cues[3].cueType(), AudioCue::CueType::trackStart);
+    EXPECT_EQ(disc.cues[4].cueType(), AudioCue::CueType::trackChapter);
+    EXPECT_EQ(disc.source.kind, AudioDisc::Source::Kind::cueSheet);
+}
+
+// The running offset adds only the length of the file being left, even when the sheet jumps
+// over a file that holds no index.
+TEST_F(AudioDiscTest, fileIndexJumpAddsOnlyTheCurrentFilesLength) {
+    wave("a.wav", sector * 100);
+    wave("b.wav", sector * 200);
+    wave("c.wav", sector * 300);
+    const auto disc = fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                                "FILE \"b.wav\" WAVE\n"
+                                "FILE \"c.wav\" WAVE\n  TRACK 02 AUDIO\n    INDEX 01 00:00:10\n");
+    EXPECT_EQ(disc.data->totalFrameCount(), sector * 600);
+    EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 1}, {sector * 100 + sector * 10, 1, 1}}));
+}
+
+TEST_F(AudioDiscTest, multiFileSheetWithPregapAtTheEndOfThePreviousFile) {
+    wave("01.wav", sector * 100);
+    wave("02.wav", sector * 200);
+    const auto disc = fromSheet("FILE \"01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                                "  TRACK 02 AUDIO\n    INDEX 00 00:01:00\n"
+                                "FILE \"02.wav\" WAVE\n    INDEX 01 00:00:00\n");
+    EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 1}, {sector * 75, 1, 0}, {sector * 100, 1, 1}}));
+    EXPECT_TRUE(disc.canBeCDDA);
+    EXPECT_EQ(disc.trackLength(disc.tracks[0], AudioDisc::TrackLengthMode::includingNextTrackPregap),
+              sector * 75);
+    EXPECT_EQ(disc.trackLength(disc.tracks[0], AudioDisc::TrackLengthMode::excludingNextTrackPregap),
+              sector * 100);
+    EXPECT_EQ(disc.trackLength(disc.tracks[1], AudioDisc::TrackLengthMode::includingNextTrackPregap),
+              sector * 200);
+}
+
+TEST_F(AudioDiscTest, dataErrorsPropagateFromCueSheetAssembly) {
+    wave("a.wav", sector * 100);
+    wave("b.wav", sector * 100, 48000);
+    try {
+        (void)fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                        "FILE \"b.wav\" WAVE\n  TRACK 02 AUDIO\n    INDEX 01 00:00:00\n");
+        FAIL() << "assembled";
+    } catch (const AudioDiscDataError& error) {
+        EXPECT_EQ(error.kind(), AudioDiscDataError::Kind::inconsistentAudioFormat);
+    }
+}
+
+TEST_F(AudioDiscTest, directoryGivesOneTrackPerViableFileInNameOrder) {
+    wave("b.wav", sector * 50);
+    wave("a.wav", sector * 70);
+    wave("c.WAV", sector * 70);
+    directory.write("cover.jpg", "jpeg");
+    directory.write("notes.txt", "notes");
+    const auto disc = fromDirectory();
+    ASSERT_EQ(disc.data->audioFiles().size(), 2U);
+    EXPECT_EQ(disc.data->audioFiles()[0]->url().lastPathComponent(), "a.wav");
+    EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 1}, {sector * 70, 1, 1}}));
+    EXPECT_EQ(disc.source.kind, AudioDisc::Source::Kind::directory);
+    ASSERT_TRUE(disc.artworkURL.has_value());
+    EXPECT_EQ(disc.artworkURL->lastPathComponent(), "cover.jpg");
+    // A folder is never identified as a CD, whatever its shape.
+    EXPECT_TRUE(disc.canBeCDDA);
+    EXPECT_FALSE(disc.onlineID.has_value());
+    EXPECT_EQ(disc.tableOfContents(TOCMode::tracksMusicBrainz,
+                                   AudioDisc::TrackLengthMode::includingNextTrackPregap),
+              std::vector<std::string>{"N/A: Disc is not CDDA"});
+    EXPECT_TRUE(log.contains("Viable audio file(s) found"));
+    EXPECT_TRUE(log.contains(": 2"));
+    EXPECT_TRUE(log.contains("Audio disc successfully initialised"));
+}
+
+TEST_F(AudioDiscTest, directoryRefusals) {
+    directory.write("cover.png", "png");
+    EXPECT_EQ(discError([&] { (void)fromDirectory(); }).kind(), AudioDiscError::Kind::noAudioFileInDirectory);
+    std::filesystem::remove(directory.path() / "cover.png");
+    EXPECT_EQ(discError([&] { (void)fromDirectory(); }).kind(), AudioDiscError::Kind::noAudioFileInDirectory);
+    const auto missing = discError(
+        [&] { (void)AudioDisc::fromDirectory(Url::fileURL(directory.path() / "nowhere"), services); });
+    EXPECT_EQ(missing.kind(), AudioDiscError::Kind::directoryDoesntExist);
+    EXPECT_EQ(missing.errorDescription(), "Directory doesn't exist");
+    EXPECT_TRUE(log.contains("No audio file | 'No audio file we found in the chosen folder.'"));
+}
+
+TEST_F(AudioDiscTest, artworkBaseNamesComeBeforeExtensions) {
+    const Url folder = Url::fileURL(directory.path());
+    directory.write("folder.jpg", "x");
+    directory.write("cover.png", "x");
+    EXPECT_EQ(AudioDisc::findArtwork(folder, std::nullopt)->lastPathComponent(), "cover.png");
+    directory.write("cover.jpg", "x");
+    EXPECT_EQ(AudioDisc::findArtwork(folder, std::nullopt)->lastPathComponent(), "cover.png");
+    directory.write("My Disc.webp", "x");
+    EXPECT_EQ(AudioDisc::findArtwork(folder, "My Disc")->lastPathComponent(), "My Disc.webp");
+    EXPECT_TRUE(log.contains("Found artwork file"));
+    EXPECT_FALSE(AudioDisc::findArtwork(Url::fileURL(directory.path() / "cover.png"), std::nullopt));
+    TemporaryDirectory empty;
+    EXPECT_FALSE(AudioDisc::findArtwork(Url::fileURL(empty.path()), "x"));
+    EXPECT_TRUE(log.contains("Couldn't find arwork in directory"));
+}
+
+TEST_F(AudioDiscTest, finalStepRefusesCuesOutOfOrder) {
+    wave("a.wav", sector * 100);
+    auto data = AudioDiscData::create({Url::fileURL(directory.path() / "a.wav")}, 0, services.openAudioFile);
+    const auto build = [&](std::vector<AudioCue> cues) {
+        return discError([&] {
+            (void)AudioDisc(data, std::move(cues), std::nullopt, AudioDisc::Source::directory(Url()),
+                            services);
+        });
+    };
+    EXPECT_EQ(build({}).kind(), AudioDiscError::Kind::dummy);
+    EXPECT_EQ(build({{Uuid::random(), 0, 0, 1}, {Uuid::random(), 0, 1, 1}}).kind(),
+              AudioDiscError::Kind::dummy);
+    EXPECT_EQ(build({{Uuid::random(), 0, 1, 1}, {Uuid::random(), 10, 0, 2}}).kind(),
+              AudioDiscError::Kind::dummy);
+    EXPECT_EQ(build({{Uuid::random(), 0, 0, 2}, {Uuid::random(), 10, 0, 1}}).kind(),
+              AudioDiscError::Kind::dummy);
+    const AudioDisc ok(data,
+                       {{Uuid::random(), 0, 0, 1}, {Uuid::random(), 10, 0, 2}, {Uuid::random(), 20, 1, 0}},
+                       std::nullopt, AudioDisc::Source::directory(Url()), services);
+    ASSERT_EQ(ok.tracks.size(), 2U);
+    EXPECT_EQ(ok.cuePosition(ok.cues[2].id), 2U);
+    EXPECT_EQ(ok.cueLastFrame(ok.cues[0].id), 9);
+    EXPECT_EQ(ok.cueLastFrame(ok.cues[2].id), sector * 100 - 1);
+    EXPECT_EQ(ok.cueKeySector(ok.cues[2].id), 0);
+    EXPECT_EQ(ok.cueLastSector(ok.cues[2].id), 99);
+    EXPECT_FALSE(ok.cuePosition(Uuid::random()));
+    // No start cue on the second track: identifiers count it from frame 0.
+    EXPECT_FALSE(ok.trackStartFrame(ok.tracks[1]));
+}
+
+TEST_F(AudioDiscTest, oneMinuteOneTrackDiscIdentifiers) {
+    wave("a.wav", sector * 75 * 60);
+    const auto disc = fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
+    ASSERT_TRUE(disc.onlineID.has_value());
+    EXPECT_EQ(disc.onlineID->cddbValue, 0x02003C01U);
+    EXPECT_EQ(disc.onlineID->arV1Value, 4500U);
+    EXPECT_EQ(disc.onlineID->arV2Value, 9001U);
+    EXPECT_EQ(disc.onlineID->musicBrainz.size(), 28U);
+    EXPECT_TRUE(log.contains("Disc ID - Accurated Rip v1"));
+    EXPECT_TRUE(log.contains(": 00001194"));
+    EXPECT_TRUE(log.contains("Disc ID - FreeDB/CDDB"));
+    EXPECT_TRUE(log.contains(": 02003c01"));
+    EXPECT_TRUE(log.contains(": " + disc.onlineID->musicBrainz));
+}
+
+TEST_F(AudioDiscTest, nonCDDiscsHaveNoIdentifiersAndFrameTables) {
+    wave("a.wav", 48000 * 3, 48000);
+    const auto disc = fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                                "  TRACK 02 AUDIO\n    INDEX 01 00:01:00\n");
+    EXPECT_FALSE(disc.canBeCDDA);
+    EXPECT_FALSE(disc.onlineID.has_value());
+    const auto lines =
+        disc.tableOfContents(TOCMode::tracksRipper, AudioDisc::TrackLengthMode::includingNextTrackPregap);
+    ASSERT_EQ(lines.size(), 5U);
+    EXPECT_EQ(lines[0], " Track |      Start |        End |     Length | Start    | End      | Duration ");
+    EXPECT_EQ(lines[1], "       |      Frame |      Frame |            | Time     | Time     | Time     ");
+    EXPECT_EQ(lines[2], std::string(79, '='));
+    // Track 2 starts at one CD second, 44100 frames, which is 0.91875 s at 48 kHz.
+    EXPECT_EQ(lines[4], "     2 |      44100 |     143999 |      99900 | 00:00.91 | 00:03.00 | 00:02.08 ");
+}
+
+TEST_F(AudioDiscTest, cdTablesInSectorsAreLoggedInOrder) {
+    wave("a.wav", sector * 75 * 10);
+    const auto disc =
+        fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    PREGAP 00:02:00\n    INDEX 01 00:00:00\n"
+                  "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:05:00\n");
+    const auto cues =
+        disc.tableOfContents(TOCMode::cues, AudioDisc::TrackLengthMode::includingNextTrackPregap);
+    ASSERT_EQ(cues.size(), 7U);
+    EXPECT_EQ(cues[0], "  Cue | Track     |    Key | Length | Key Time | Duration ");
+    EXPECT_EQ(cues[2], std::string(58, '='));
+    EXPECT_EQ(cues[3], "    1 |   1[0]    |      0 |    150 | 00:00.00 | 00:02.00 ");
+    EXPECT_EQ(cues[4], "    2 |   1[1]    |    150 |    300 | 00:02.00 | 00:04.00 ");
+    EXPECT_EQ(cues[6], "    4 |   2[1]    |    525 |    375 | 00:07.00 | 00:05.00 ");
+    const auto ripper =
+        disc.tableOfContents(TOCMode::tracksRipper, AudioDisc::TrackLengthMode::includingNextTrackPregap);
+    EXPECT_EQ(ripper[3], "     1 |    150 |    449 |    300 | 00:02.00 | 00:06.00 | 00:04.00 ");
+    const auto brainz = disc.tableOfContents(TOCMode::tracksMusicBrainz,
+                                             AudioDisc::TrackLengthMode::includingNextTrackPregap);
+    EXPECT_EQ(brainz[0], " Track |      Start       |      Length      |       End        ");
+    EXPECT_EQ(brainz[4], "     2 | 00:09.00     675 | 00:05.00     375 | 00:14.00    1050 ");
+    // The log holds the three tables, one "Table of Content" line per table line.
+    std::size_t logged = 0;
+    for (const auto& line : log.lines())
+        logged += line.find("Table of Content") != std::string::npos;
+    EXPECT_EQ(logged, cues.size() + ripper.size() + brainz.size());
+    // With the pregap cue first, the playing time runs from track 1's INDEX 01.
+    ASSERT_TRUE(disc.onlineID.has_value());
+    EXPECT_EQ(disc.onlineID->cddbValue & 0x00FFFF00U, 10U << 8);
+}
+
+TEST(TagMetadata, vorbisKeysFillReleaseAndTracks) {
+    const AudioFileTags first{{"vorb/TITLE", {"One"}},
+                              {"vorb/ARTIST", {"Ann", "Bob"}},
+                              {"vorb/ALBUM", {"Record"}},
+                              {"vorb/ALBUMARTIST", {"Ann"}},
+                              {"vorb/DATE", {"1999-07-14"}},
+                              {"vorb/ISRC", {"USRC17607839"}},
+                              {"vorb/DISCNUMBER", {"2/3"}},
+                              {"vorb/REPLAYGAIN_ALBUM_GAIN", {"-6.50 dB"}},
+                              {"vorb/REPLAYGAIN_ALBUM_PEAK", {"0.988"}},
+                              {"vorb/REPLAYGAIN_TRACK_GAIN", {"+1.25 dB"}},
+                              {"vorb/REPLAYGAIN_TRACK_PEAK", {"0.5"}}};
+    const AudioFileTags second{{"vorb/TITLE", {"Two"}}, {"vorb/DATE", {"not a date"}}};
+    const auto metadata = metadataFromTags({first, second, {}});
+    ASSERT_TRUE(metadata.has_value());
+    EXPECT_EQ(metadata->releaseTitle, "Record");
+    EXPECT_EQ(metadata->releasePerformers, (std::set<std::string>{"Ann"}));
+    ASSERT_TRUE(metadata->initialDate.has_value());
+    EXPECT_EQ(metadata->initialDate->description(), "1999-07-14");
+    EXPECT_EQ(metadata->editionDate, metadata->initialDate);
+    EXPECT_EQ(metadata->discNumber, 2);
+    EXPECT_EQ(metadata->totalDiscs, 3);
+    EXPECT_EQ(metadata->discGain, -6.5);
+    EXPECT_EQ(metadata->discPeak, 0.988);
+    ASSERT_EQ(metadata->tracksMetadata->size(), 3U);
+    const auto& one = (*metadata->tracksMetadata)[0];
+    EXPECT_EQ(one.title, "One");
+    EXPECT_EQ(one.performers, (std::set<std::string>{"Ann", "Bob"}));
+    EXPECT_EQ(one.isrc, "USRC17607839");
+    EXPECT_EQ(one.gain, 1.25);
+    EXPECT_EQ(one.peak, 0.5);
+    EXPECT_EQ((*metadata->tracksMetadata)[1].title, "Two");
+    EXPECT_EQ((*metadata->tracksMetadata)[2], AudioTrackMetadata{});
+    EXPECT_FALSE(metadataFromTags({{}, {{"vorb/ENCODER", {"x"}}}}).has_value());
+}
+
+// Tags written by FFmpeg into real files come back through TagLib under the Vorbis names.
+TEST_F(AudioDiscTest, folderDiscReadsTagsOfFlacMp3AndM4a) {
+    const auto samples = test::testSignal(sector * 30, 2, 16, 1);
+    const std::map<std::string, std::string> tags{{"title", "Song"},
+                                                  {"artist", "Ann"},
+                                                  {"album", "Record"},
+                                                  {"album_artist", "Band"},
+                                                  {"date", "2001"},
+                                                  {"disc", "1/2"},
+                                                  {"REPLAYGAIN_TRACK_GAIN", "-3.00 dB"}};
+    for (auto [encoding, name] : {std::pair{platform::AudioFileEncoding::flac, "a.flac"},
+                                  std::pair{platform::AudioFileEncoding::mp3, "a.mp3"},
+                                  std::pair{platform::AudioFileEncoding::alac, "a.m4a"}}) {
+        SCOPED_TRACE(name);
+        platform::writeAudioFile(directory.path() / name, encoding, 44100, 2, 16, samples, tags);
+        const auto read = platform::readTagLibTags(Url::fileURL(directory.path() / name));
+        const auto metadata = metadataFromTags({read});
+        ASSERT_TRUE(metadata.has_value());
+        EXPECT_EQ(metadata->releaseTitle, "Record");
+        EXPECT_EQ(metadata->releasePerformers, (std::set<std::string>{"Band"}));
+        EXPECT_EQ(metadata->discNumber, 1);
+        EXPECT_EQ(metadata->totalDiscs, 2);
+        EXPECT_EQ(metadata->initialDate->description(), "2001");
+        EXPECT_EQ((*metadata->tracksMetadata)[0].title, "Song");
+        EXPECT_EQ((*metadata->tracksMetadata)[0].performers, (std::set<std::string>{"Ann"}));
+        if (encoding != platform::AudioFileEncoding::alac) {
+            EXPECT_EQ((*metadata->tracksMetadata)[0].gain, -3.0);
+        }
+    }
+    EXPECT_TRUE(platform::readTagLibTags(Url::fileURL(directory.path() / "missing.flac")).empty());
+}
+
+} // namespace
+} // namespace lorvan
