@@ -12,6 +12,11 @@ void ConsoleLog::setOutput(std::FILE* stream) {
     logStream.store(stream, std::memory_order_release);
 }
 
+void ConsoleLog::discard() {
+    static std::FILE* const nowhere = std::fopen("/dev/null", "w");
+    if (nowhere) setOutput(nowhere);
+}
+
 std::FILE* ConsoleLog::output() {
     std::FILE* stream = logStream.load(std::memory_order_acquire);
     return stream ? stream : stdout;

@@ -11,7 +11,10 @@ namespace lorvan {
 /// interleave (their order is not defined). Safe from any thread.
 class ConsoleLog {
 public:
+    /// `nullptr` means standard output.
     static void setOutput(std::FILE* stream);
+    /// Discards every line from now on (fuzzing and benchmarks).
+    static void discard();
     [[nodiscard]] static std::FILE* output();
     /// Writes `text` followed by `terminator` as one write. Write errors are ignored.
     static void write(std::string_view text, std::string_view terminator = "\n");

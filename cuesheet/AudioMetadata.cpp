@@ -14,7 +14,7 @@ namespace lorvan {
 namespace {
 
 constexpr std::array<const char*, 14> releaseTypeTexts{
-    "Demo",      "Album",      "Single", "EP",      "Live Album", "Concert Recording", "Anthology",
+    "Demo",        "Album",      "Single", "EP",    "Live Album", "Concert Recording", "Anthology",
     "Compilation", "Soundtrack", "DJ Mix", "Remix", "Bootleg",    "Interview",         "Unknown Rlease Type",
 };
 
@@ -35,7 +35,8 @@ std::string currentTimeZone() {
 
 bool scanSeparators(TextScanner& scanner) {
     bool found = false;
-    while (scanner.consume('-') || scanner.consume('/')) found = true;
+    while (scanner.consume('-') || scanner.consume('/'))
+        found = true;
     return found;
 }
 
@@ -50,56 +51,65 @@ AudioDiscDate AudioDiscDate::parse(std::string_view text, std::optional<long> li
     const auto year = scanner.scanInteger();
     if (!year) fail(Kind::REM_DATE_InvalidValue, line, trimmed);
     // Years beyond what a date component can hold are as wrong as years before 1857.
-    if (*year <= 1856 || *year > std::numeric_limits<int>::max()) fail(Kind::REM_DATE_InvalidValue_Year, line, trimmed);
+    if (*year <= 1856 || *year > std::numeric_limits<int>::max())
+        fail(Kind::REM_DATE_InvalidValue_Year, line, trimmed);
     AudioDiscDate date;
     date.components.timeZone = currentTimeZone();
     date.components.year = static_cast<int>(*year);
     if (scanner.atEnd()) return date;
 
-    if (!scanSeparators(scanner)) fail(Kind::REM_DATE_InvalidFormat, line, trimmed);
-    const auto month = scanner.scanInteger();
-    if (!month) fail(Kind::REM_DATE_InvalidValue, line, trimmed);
-    if (*month < 1 || *month > 12) fail(Kind::REM_DATE_InvalidValue_Month, line, trimmed);
-    date.components.month = static_cast<int>(*month);
+    // Month and day: a separator, then a number in range.
+    const auto component = [&](long long highest, Kind outOfRange) {
+        if (!scanSeparators(scanner)) fail(Kind::REM_DATE_InvalidFormat, line, trimmed);
+        const auto value = scanner.scanInteger();
+        if (!value) fail(Kind::REM_DATE_InvalidValue, line, trimmed);
+        if (*value < 1 || *value > highest) fail(outOfRange, line, trimmed);
+        return static_cast<int>(*value);
+    };
+    const int month = component(12, Kind::REM_DATE_InvalidValue_Month);
+    date.components.month = month;
     if (scanner.atEnd()) return date;
 
-    if (!scanSeparators(scanner)) fail(Kind::REM_DATE_InvalidFormat, line, trimmed);
-    const auto day = scanner.scanInteger();
-    if (!day) fail(Kind::REM_DATE_InvalidValue, line, trimmed);
-    if (*day < 1 || *day > 31) fail(Kind::REM_DATE_InvalidValue_Day, line, trimmed);
-    switch (monthType(static_cast<int>(*month))) {
+    const int day = component(31, Kind::REM_DATE_InvalidValue_Day);
+    switch (monthType(month)) {
     case MonthType::thirty:
-        if (*day == 31) fail(Kind::REM_DATE_InconsistentValues, line, trimmed);
+        if (day == 31) fail(Kind::REM_DATE_InconsistentValues, line, trimmed);
         break;
     case MonthType::february:
-        if (*day > 29 || (*day == 29 && !isLeapYear(date.components.year)))
+        if (day > 29 || (day == 29 && !isLeapYear(date.components.year)))
             fail(Kind::REM_DATE_InconsistentValues, line, trimmed);
         break;
     case MonthType::thirtyOne:
         break;
     }
-    date.components.day = static_cast<int>(*day);
+    date.components.day = day;
     if (!scanner.atEnd()) fail(Kind::REM_DATE_InvalidFormat, line, trimmed);
     return date;
 }
 
 AudioDiscDate::MonthType AudioDiscDate::monthType(int month) {
     switch (month) {
-    case 2: return MonthType::february;
+    case 2:
+        return MonthType::february;
     case 4:
     case 6:
     case 9:
-    case 11: return MonthType::thirty;
-    default: return MonthType::thirtyOne;
+    case 11:
+        return MonthType::thirty;
+    default:
+        return MonthType::thirtyOne;
     }
 }
 
-bool AudioDiscDate::isLeapYear(int year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
+bool AudioDiscDate::isLeapYear(int year) {
+    return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
 
 std::string AudioDiscDate::description() const {
     char text[32];
     if (components.month && components.day)
-        std::snprintf(text, sizeof text, "%04d-%02d-%02d", components.year, *components.month, *components.day);
+        std::snprintf(text, sizeof text, "%04d-%02d-%02d", components.year, *components.month,
+                      *components.day);
     else if (components.month)
         std::snprintf(text, sizeof text, "%04d-%02d", components.year, *components.month);
     else
@@ -107,7 +117,9 @@ std::string AudioDiscDate::description() const {
     return text;
 }
 
-std::string displayText(AudioMetadata::ReleaseType type) { return releaseTypeTexts[static_cast<std::size_t>(type)]; }
+std::string displayText(AudioMetadata::ReleaseType type) {
+    return releaseTypeTexts[static_cast<std::size_t>(type)];
+}
 
 std::optional<AudioMetadata::ReleaseType> releaseTypeFromDisplayText(std::string_view text) {
     for (std::size_t i = 0; i < releaseTypeTexts.size(); ++i)

@@ -32,12 +32,17 @@ std::string twoDigits(long long number) {
     return text;
 }
 
-std::string lineText(long line) { return "Line " + std::to_string(line); }
+std::string lineText(long line) {
+    return "Line " + std::to_string(line);
+}
 
 /// Reads one sheet. Holds the state of the line loop; used once, on the caller's thread.
 class CueSheetParser {
 public:
-    CueSheetParser(std::string text, const Url& url) : text_(std::move(text)), url_(url), scanner_(text_) {}
+    CueSheetParser(std::string text, const Url& url)
+        : text_(std::move(text))
+        , url_(url)
+        , scanner_(text_) {}
 
     CueSheet run() {
         if (scanner_.consume("\xEF\xBB\xBF")) log("BOM detected.");
@@ -76,7 +81,8 @@ private:
         if (remark) scanner_.skipBlanks();
         Line current{scanner_.scanWord(), std::nullopt};
         if (current.command.empty()) {
-            log(remark ? "The command 'REM' has no following argument" : "Empty or blank line", lineText(line_));
+            log(remark ? "The command 'REM' has no following argument" : "Empty or blank line",
+                lineText(line_));
             return finishLine();
         }
         scanner_.skipBlanks();
@@ -103,7 +109,8 @@ private:
     }
 
     static bool needsNoArgument(std::string_view command) {
-        return command == "BONUS" || command == "BONUSTRACKS" || command == "EXTRA" || command == "EXTRATRACKS";
+        return command == "BONUS" || command == "BONUSTRACKS" || command == "EXTRA" ||
+               command == "EXTRATRACKS";
     }
 
     /// The quoted value, or else the rest of the line without surrounding blanks.
@@ -122,38 +129,70 @@ private:
 
     bool dispatch(const Line& current) {
         const std::string_view command = current.command;
-        if (command == "TITLE") readTitle(current);
-        else if (command == "DISCID") log("DISCID", requiredArgument(current));
-        else if (command == "CATALOG") readCatalog(current);
-        else if (command == "ISRC") readIsrc(current);
-        else if (command == "DATE") readDate(current);
-        else if (command == "FILE") readFile(current);
-        else if (command == "COMPILATION") readCompilation();
-        else if (command == "DISCNUMBER") readDiscCount(current, metadata_.discNumber, "Disc number");
-        else if (command == "TOTALDISCS") readDiscCount(current, metadata_.totalDiscs, "Total discs");
-        else if (command == "BONUS" || command == "BONUSTRACKS") readTrackMark(metadata_.firstBonusTrackIndex, "Bonus Tracks");
-        else if (command == "EXTRA" || command == "EXTRATRACKS") readTrackMark(metadata_.firstExtraTrackIndex, "Extra Tracks");
-        else if (command == "PERFORMER") readPeople(current, &AudioMetadata::releasePerformers, &AudioTrackMetadata::performers, "Performer(s)", "Performer(s)");
-        else if (command == "FEATURING") readPeople(current, &AudioMetadata::releaseFeaturing, &AudioTrackMetadata::featuring, "Featured Performer(s)", "Featured Performer(s)");
-        else if (command == "SONGWRITER" || command == "COMPOSER") readPeople(current, &AudioMetadata::releaseComposers, &AudioTrackMetadata::composers, "Composer(s)", "Composer(s)");
-        else if (command == "CONDUCTOR") readPeople(current, &AudioMetadata::releaseConductors, &AudioTrackMetadata::conductors, "Release Conductor(s)", "Conductor(s)");
-        else if (command == "REMIXER") readPeople(current, &AudioMetadata::releaseRemixers, &AudioTrackMetadata::remixers, "Release Remixer(s)", "Remixer(s)");
-        else if (command == "REPLAYGAIN_TRACK_GAIN") readTrackGain(current, &AudioTrackMetadata::gain, true);
-        else if (command == "REPLAYGAIN_TRACK_PEAK") readTrackGain(current, &AudioTrackMetadata::peak, false);
-        else if (command == "REPLAYGAIN_ALBUM_GAIN") readAlbumGain(current, metadata_.discGain, true);
-        else if (command == "REPLAYGAIN_ALBUM_PEAK") readAlbumGain(current, metadata_.discPeak, false);
-        else if (command == "TRACK") return readTrack(current);
-        else if (command == "INDEX") readIndex(current);
-        else if (command == "PREGAP") readGap(current, &CueSheetTrack::fakePregap, "Pregap");
-        else if (command == "POSTGAP") readGap(current, &CueSheetTrack::fakePostgap, "Postgap");
-        else log("'" + std::string(command) + "' is an unknown or ignored command.", lineText(line_));
+        if (command == "TITLE")
+            readTitle(current);
+        else if (command == "DISCID")
+            log("DISCID", requiredArgument(current));
+        else if (command == "CATALOG")
+            readCatalog(current);
+        else if (command == "ISRC")
+            readIsrc(current);
+        else if (command == "DATE")
+            readDate(current);
+        else if (command == "FILE")
+            readFile(current);
+        else if (command == "COMPILATION")
+            readCompilation();
+        else if (command == "DISCNUMBER")
+            readDiscCount(current, metadata_.discNumber, "Disc number");
+        else if (command == "TOTALDISCS")
+            readDiscCount(current, metadata_.totalDiscs, "Total discs");
+        else if (command == "BONUS" || command == "BONUSTRACKS")
+            readTrackMark(metadata_.firstBonusTrackIndex, "Bonus Tracks");
+        else if (command == "EXTRA" || command == "EXTRATRACKS")
+            readTrackMark(metadata_.firstExtraTrackIndex, "Extra Tracks");
+        else if (command == "PERFORMER")
+            readPeople(current, &AudioMetadata::releasePerformers, &AudioTrackMetadata::performers,
+                       "Performer(s)", "Performer(s)");
+        else if (command == "FEATURING")
+            readPeople(current, &AudioMetadata::releaseFeaturing, &AudioTrackMetadata::featuring,
+                       "Featured Performer(s)", "Featured Performer(s)");
+        else if (command == "SONGWRITER" || command == "COMPOSER")
+            readPeople(current, &AudioMetadata::releaseComposers, &AudioTrackMetadata::composers,
+                       "Composer(s)", "Composer(s)");
+        else if (command == "CONDUCTOR")
+            readPeople(current, &AudioMetadata::releaseConductors, &AudioTrackMetadata::conductors,
+                       "Release Conductor(s)", "Conductor(s)");
+        else if (command == "REMIXER")
+            readPeople(current, &AudioMetadata::releaseRemixers, &AudioTrackMetadata::remixers,
+                       "Release Remixer(s)", "Remixer(s)");
+        else if (command == "REPLAYGAIN_TRACK_GAIN")
+            readTrackGain(current, &AudioTrackMetadata::gain, true);
+        else if (command == "REPLAYGAIN_TRACK_PEAK")
+            readTrackGain(current, &AudioTrackMetadata::peak, false);
+        else if (command == "REPLAYGAIN_ALBUM_GAIN")
+            readAlbumGain(current, metadata_.discGain, true);
+        else if (command == "REPLAYGAIN_ALBUM_PEAK")
+            readAlbumGain(current, metadata_.discPeak, false);
+        else if (command == "TRACK")
+            return readTrack(current);
+        else if (command == "INDEX")
+            readIndex(current);
+        else if (command == "PREGAP")
+            readGap(current, &CueSheetTrack::fakePregap, "Pregap");
+        else if (command == "POSTGAP")
+            readGap(current, &CueSheetTrack::fakePostgap, "Postgap");
+        else
+            log("'" + std::string(command) + "' is an unknown or ignored command.", lineText(line_));
         return true;
     }
 
     // --- files, tracks and indexes -------------------------------------------------------------
 
     void readFile(const Line& current) {
-        if (!current.quoted) fail(Kind::FILE_InvalidAudioFileName, line_, std::string(trimmedBlanks(scanner_.scanToLineEnd())));
+        if (!current.quoted)
+            fail(Kind::FILE_InvalidAudioFileName, line_,
+                 std::string(trimmedBlanks(scanner_.scanToLineEnd())));
         const std::string type(trimmedBlanks(scanner_.scanToLineEnd()));
         // Whatever the audio format, rippers write WAVE; other types describe data or MP3 sheets
         // whose positions would not be sample-exact.
@@ -176,7 +215,8 @@ private:
         if (*number < 0) fail(Kind::TRACK_InvalidNumberValue_Negative, line_, written);
         if (*number == 0) fail(Kind::TRACK_InvalidNumberValue_Zero, line_, written);
         if (*number >= 100) fail(Kind::TRACK_InvalidNumberValue_Above99, line_, written);
-        if (*number != trackCommandCount_) fail(Kind::TRACK_InvalidNumberValue_InconsistantWithNumberOfTracks, line_, written);
+        if (*number != trackCommandCount_)
+            fail(Kind::TRACK_InvalidNumberValue_InconsistantWithNumberOfTracks, line_, written);
 
         scanner_.skipBlanks();
         const std::string type(scanner_.scanWord());
@@ -193,7 +233,8 @@ private:
         // mode is compared with a trailing blank, which a word never has: such sheets are refused.
         if (type == "MODE1/2048" || type == "MODE1/2352" || type == "MODE2/2352" || type == "MODEx/2xxx" ||
             type == "MODE2/2336 ") {
-            log("Track " + twoDigits(*number) + " of type '" + type + "' - Ignoring the rest of the Cue Sheet",
+            log("Track " + twoDigits(*number) + " of type '" + type +
+                    "' - Ignoring the rest of the Cue Sheet",
                 lineText(line_));
             return false;
         }
@@ -212,8 +253,7 @@ private:
 
         auto& chapters = track_->chapters;
         // The new chapter is counted by the checks below.
-        chapters.push_back({static_cast<long>(*number),
-                            static_cast<long>(filenames_.size()) - 1, position});
+        chapters.push_back({static_cast<long>(*number), static_cast<long>(filenames_.size()) - 1, position});
         const auto count = static_cast<long long>(chapters.size());
         if (*number < 0) fail(Kind::INDEX_InvalidNumber_Negative, line_, std::to_string(*number));
         if (*number == 0) {
@@ -233,16 +273,19 @@ private:
                 fail(Kind::INDEX_InvalidNumber_BiggerThanExpected, line_, std::to_string(*number));
         }
         LogEntry(std::nullopt, indent(2, "➤") + "Index " + twoDigits(*number),
-                 time + " | " + std::to_string(position) + " frames in file " + twoDigits(chapters.back().audioFileIndex + 1))
+                 time + " | " + std::to_string(position) + " frames in file " +
+                     twoDigits(chapters.back().audioFileIndex + 1))
             .print();
     }
 
     void readGap(const Line& current, std::optional<std::int64_t> CueSheetTrack::*gap, const char* label) {
-        const std::string time = current.quoted ? std::string(*current.quoted) : std::string(trimmedBlanks(scanner_.scanToLineEnd()));
+        const std::string time = current.quoted ? std::string(*current.quoted)
+                                                : std::string(trimmedBlanks(scanner_.scanToLineEnd()));
         if (time.empty()) fail(Kind::INDEX_InvalidValue_NotFound, line_);
         const std::int64_t frames = CueSheet::parseIndexTime(time, line_);
         if (!track_) {
-            LogEntry::warning(std::string(label) + " before any track is ignored (" + lineText(line_) + ")").print();
+            LogEntry::warning(std::string(label) + " before any track is ignored (" + lineText(line_) + ")")
+                .print();
             return;
         }
         (*track_).*gap = frames;
@@ -262,8 +305,10 @@ private:
 
     /// Metadata lines nest under the track they describe, like its indexes.
     void logMetadata(std::string label, std::string value) {
-        if (track_) LogEntry(std::nullopt, indent(2, "≔") + label, std::move(value)).print();
-        else log(std::move(label), std::move(value));
+        if (track_)
+            LogEntry(std::nullopt, indent(2, "≔") + label, std::move(value)).print();
+        else
+            log(std::move(label), std::move(value));
     }
 
     std::vector<AudioTrackMetadata>& trackMetadata() {
@@ -284,8 +329,10 @@ private:
         }
         const std::string title(*current.quoted);
         // Before the first FILE a title names the release; after it, the track being described.
-        if (auto* track = currentTrackMetadata(); track && !filenames_.empty()) track->title = title;
-        else metadata_.releaseTitle = title;
+        if (auto* track = currentTrackMetadata(); track && !filenames_.empty())
+            track->title = title;
+        else
+            metadata_.releaseTitle = title;
         logMetadata("Title", title);
     }
 
@@ -346,8 +393,8 @@ private:
     }
 
     void readPeople(const Line& current, std::optional<std::set<std::string>> AudioMetadata::*releaseField,
-                    std::optional<std::set<std::string>> AudioTrackMetadata::*trackField, const char* releaseLabel,
-                    const char* trackLabel) {
+                    std::optional<std::set<std::string>> AudioTrackMetadata::*trackField,
+                    const char* releaseLabel, const char* trackLabel) {
         const std::string value = argument(current);
         std::set<std::string> names;
         std::string_view rest = value;
@@ -384,7 +431,8 @@ private:
         const double value = readDecimal(current);
         auto* track = currentTrackMetadata();
         if (!track) {
-            LogEntry::warning("Track replay gain before any track is ignored (" + lineText(line_) + ")").print();
+            LogEntry::warning("Track replay gain before any track is ignored (" + lineText(line_) + ")")
+                .print();
             return;
         }
         (*track).*field = value;
@@ -409,9 +457,12 @@ private:
 
 } // namespace
 
-CueSheet::CueSheet(const Url& url) : CueSheet(parse(TextFileDecoder::decode(url), url)) {}
+CueSheet::CueSheet(const Url& url)
+    : CueSheet(parse(TextFileDecoder::decode(url), url)) {}
 
-CueSheet CueSheet::parse(std::string text, const Url& url) { return CueSheetParser(std::move(text), url).run(); }
+CueSheet CueSheet::parse(std::string text, const Url& url) {
+    return CueSheetParser(std::move(text), url).run();
+}
 
 std::int64_t CueSheet::parseIndexTime(std::string_view text, long line) {
     const std::string_view trimmed = trimmedBlanks(text);
@@ -433,22 +484,32 @@ std::int64_t CueSheet::parseIndexTime(std::string_view text, long line) {
 
 const char* localizationKey(CueSheetTrack::PregapType type) {
     switch (type) {
-    case CueSheetTrack::PregapType::none: return "kLKCueSheetPregapType_None";
-    case CueSheetTrack::PregapType::prepended: return "kLKCueSheetPregapType_Prepended";
-    case CueSheetTrack::PregapType::appended: return "kLKCueSheetPregapType_Appended";
-    case CueSheetTrack::PregapType::noncompliant: return "kLKCueSheetPregapType_Noncompliant";
-    case CueSheetTrack::PregapType::fake: return "kLKCueSheetPregapType_Fake";
+    case CueSheetTrack::PregapType::none:
+        return "kLKCueSheetPregapType_None";
+    case CueSheetTrack::PregapType::prepended:
+        return "kLKCueSheetPregapType_Prepended";
+    case CueSheetTrack::PregapType::appended:
+        return "kLKCueSheetPregapType_Appended";
+    case CueSheetTrack::PregapType::noncompliant:
+        return "kLKCueSheetPregapType_Noncompliant";
+    case CueSheetTrack::PregapType::fake:
+        return "kLKCueSheetPregapType_Fake";
     }
     return "";
 }
 
 std::string localizedDescription(CueSheetTrack::PregapType type) {
     switch (type) {
-    case CueSheetTrack::PregapType::none: return "No pregap";
-    case CueSheetTrack::PregapType::prepended: return "Pregap at the start of the track's own file";
-    case CueSheetTrack::PregapType::appended: return "Pregap at the end of the previous track's file";
-    case CueSheetTrack::PregapType::noncompliant: return "Pregap laid down in a non-standard way";
-    case CueSheetTrack::PregapType::fake: return "Pregap of silence that is in no file";
+    case CueSheetTrack::PregapType::none:
+        return "No pregap";
+    case CueSheetTrack::PregapType::prepended:
+        return "Pregap at the start of the track's own file";
+    case CueSheetTrack::PregapType::appended:
+        return "Pregap at the end of the previous track's file";
+    case CueSheetTrack::PregapType::noncompliant:
+        return "Pregap laid down in a non-standard way";
+    case CueSheetTrack::PregapType::fake:
+        return "Pregap of silence that is in no file";
     }
     return "";
 }

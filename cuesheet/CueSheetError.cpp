@@ -25,7 +25,8 @@ constexpr std::array<KindTexts, CueSheetError::kindCount> kindTexts{{
     {"invalidValue", "Invalid Value", none},
     {"invalidCueSheet_NoAudioFile", "Invalid Cue Sheet file", "No audio file found"},
     {"invalidCueSheet_NoAudioTrack", "Invalid Cue Sheet file", "No audio track found"},
-    {"FILE_UnknownAudioFileFormat", "Unsupported Audio File Format", "The file format is unknown or not supported"},
+    {"FILE_UnknownAudioFileFormat", "Unsupported Audio File Format",
+     "The file format is unknown or not supported"},
     {"FILE_InvalidFileType", "Unsupported Audio File Type", "FILE_InvalidFileType"},
     {"FILE_InvalidAudioFileName", "FILE_InvalidAudioFileName", "FILE_InvalidAudioFileName"},
     {"TRACK_UnknownType", "Unknown Track Type", none}, // reason built from the value
@@ -50,7 +51,8 @@ constexpr std::array<KindTexts, CueSheetError::kindCount> kindTexts{{
     {"INDEX_InvalidMinuteValue", "Invalid Chapter (INDEX)", "The chapter 'minutes' value is invalid."},
     {"INDEX_InvalidSecondValue", "Invalid Chapter (INDEX)", "The chapter 'seconds' value is invalid."},
     {"INDEX_InvalidBlockValue", "Invalid Chapter (INDEX)", "The chapter 'blocks' value is invalid."},
-    {"INDEX_IndexBeforeTrack", "Invalid Cue Sheet file", "An 'INDEX' command was found before a 'TRACK' command."},
+    {"INDEX_IndexBeforeTrack", "Invalid Cue Sheet file",
+     "An 'INDEX' command was found before a 'TRACK' command."},
     {"INDEX_IndexBeforeAudioFile", "Invalid Cue Sheet file",
      "An 'INDEX' command was found before a 'FILE' command."},
     {"INDEX_Index00AfterOtherIndex", "Invalid Cue Sheet file",
@@ -69,7 +71,9 @@ constexpr std::array<KindTexts, CueSheetError::kindCount> kindTexts{{
     {"PEAKAMPLITUDE_InvalidValue", "Invalid Peak Amplitude", "The peak amplitude value is invalid."},
 }};
 
-const KindTexts& textsOf(CueSheetError::Kind kind) { return kindTexts[static_cast<std::size_t>(kind)]; }
+const KindTexts& textsOf(CueSheetError::Kind kind) {
+    return kindTexts[static_cast<std::size_t>(kind)];
+}
 
 std::optional<std::string> owned(std::optional<std::string_view> text) {
     return text ? std::optional<std::string>(std::string(*text)) : std::nullopt;
@@ -81,7 +85,8 @@ std::optional<std::string> reasonFor(CueSheetError::Kind kind, const std::option
     case Kind::commandHasNoArgument:
         return "The cue sheet command '" + value.value_or("") + "' has no argument";
     case Kind::TRACK_UnknownType:
-        return value ? "Track of type '" + *value + "' is not supported." : std::string("Unsupported track type.");
+        return value ? "Track of type '" + *value + "' is not supported."
+                     : std::string("Unsupported track type.");
     case Kind::TRACK_InvalidNumberValue:
     case Kind::TRACK_InvalidNumberValue_NotFound:
     case Kind::TRACK_InvalidNumberValue_Negative:
@@ -100,7 +105,9 @@ std::optional<std::string> reasonFor(CueSheetError::Kind kind, const std::option
 
 } // namespace
 
-std::string kindName(CueSheetError::Kind kind) { return std::string(textsOf(kind).name); }
+std::string kindName(CueSheetError::Kind kind) {
+    return std::string(textsOf(kind).name);
+}
 
 CueSheetError::CueSheetError(Kind kind, std::optional<long> line, std::optional<std::string> value)
     : LocalizedError(std::string(*textsOf(kind).description))
@@ -111,7 +118,9 @@ CueSheetError::CueSheetError(Kind kind, std::optional<long> line, std::optional<
     , failureReason_(reasonFor(kind, value_))
     , recoverySuggestion_(std::string()) {}
 
-std::string CueSheetError::kindName() const { return lorvan::kindName(kind_); }
+std::string CueSheetError::kindName() const {
+    return lorvan::kindName(kind_);
+}
 
 void CueSheetError::log() const {
     std::string text = line_ ? "Line " + std::to_string(*line_) + ": " : std::string();

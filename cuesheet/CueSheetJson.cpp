@@ -11,8 +11,10 @@ template <typename T> void put(json& object, const char* key, const std::optiona
 
 template <typename T> void get(const json& object, const char* key, std::optional<T>& value) {
     const auto found = object.find(key);
-    if (found == object.end() || found->is_null()) value.reset();
-    else value = found->template get<T>();
+    if (found == object.end() || found->is_null())
+        value.reset();
+    else
+        value = found->template get<T>();
 }
 
 Uuid uuidFrom(const json& value) {
@@ -109,7 +111,8 @@ void from_json(const json& in, AudioMetadata& m) {
     if (const auto found = in.find("releaseType"); found != in.end() && !found->is_null()) {
         m.releaseType = releaseTypeFromDisplayText(found->get<std::string>());
         if (!m.releaseType)
-            throw json::other_error::create(501, "unknown release type: " + found->get<std::string>(), &*found);
+            throw json::other_error::create(501, "unknown release type: " + found->get<std::string>(),
+                                            &*found);
     }
     get(in, "releaseTitle", m.releaseTitle);
     get(in, "releaseSubtitle", m.releaseSubtitle);
@@ -129,7 +132,8 @@ void from_json(const json& in, AudioMetadata& m) {
 }
 
 void to_json(json& out, const CueSheetChapter& chapter) {
-    out = json{{"index", chapter.index}, {"audioFileIndex", chapter.audioFileIndex}, {"position", chapter.position}};
+    out = json{
+        {"index", chapter.index}, {"audioFileIndex", chapter.audioFileIndex}, {"position", chapter.position}};
 }
 
 void from_json(const json& in, CueSheetChapter& chapter) {
@@ -153,8 +157,10 @@ void from_json(const json& in, CueSheetTrack& track) {
 }
 
 void to_json(json& out, const CueSheet& sheet) {
-    out = json{{"id", sheet.id.uuidString()},         {"url", sheet.url.absoluteString()},
-               {"contents", sheet.contents},          {"filenames", sheet.filenames},
+    out = json{{"id", sheet.id.uuidString()},
+               {"url", sheet.url.absoluteString()},
+               {"contents", sheet.contents},
+               {"filenames", sheet.filenames},
                {"tracks", sheet.tracks}};
     put(out, "metadata", sheet.metadata);
 }

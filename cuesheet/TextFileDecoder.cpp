@@ -13,8 +13,8 @@ namespace lorvan {
 namespace {
 
 struct Encoding {
-    const char* name;       // as shown in the log
-    const char* iconvName;  // as glibc's iconv knows it
+    const char* name;      // as shown in the log
+    const char* iconvName; // as glibc's iconv knows it
     bool needsByteOrderMark;
 };
 
@@ -34,7 +34,8 @@ constexpr std::array<Encoding, 7> encodings{{
 }};
 
 bool startsWithUtf16ByteOrderMark(std::string_view bytes) {
-    return bytes.size() >= 2 && ((bytes[0] == '\xFF' && bytes[1] == '\xFE') || (bytes[0] == '\xFE' && bytes[1] == '\xFF'));
+    return bytes.size() >= 2 &&
+           ((bytes[0] == '\xFF' && bytes[1] == '\xFE') || (bytes[0] == '\xFE' && bytes[1] == '\xFF'));
 }
 
 /// Strict conversion to UTF-8: any invalid or incomplete sequence fails the whole attempt.
@@ -79,19 +80,25 @@ std::optional<std::string> readAll(const std::filesystem::path& path) {
 } // namespace
 
 TextFileDecoderError::TextFileDecoderError(Kind kind)
-    : LocalizedError(kind == Kind::dummy ? "Dummy placeholder error message" : "The URL provided does not point to a file")
+    : LocalizedError(kind == Kind::dummy ? "Dummy placeholder error message"
+                                         : "The URL provided does not point to a file")
     , kind_(kind) {}
 
-std::string TextFileDecoderError::kindName() const { return kind_ == Kind::dummy ? "dummy" : "notAFileURL"; }
+std::string TextFileDecoderError::kindName() const {
+    return kind_ == Kind::dummy ? "dummy" : "notAFileURL";
+}
 
-std::optional<std::string> TextFileDecoderError::errorDescription() const { return std::string(what()); }
+std::optional<std::string> TextFileDecoderError::errorDescription() const {
+    return std::string(what());
+}
 
 std::string TextFileDecoder::decode(const Url& url) {
     if (!url.isFileURL()) throw TextFileDecoderError(TextFileDecoderError::Kind::notAFileURL);
     log("Decoding cue file", url.lastPathComponent());
     if (auto bytes = readAll(url.path())) return decode(*bytes, {});
     // A file that cannot be read fails in every encoding.
-    for (const auto& encoding : encodings) log("Unsucessfull decoding with", encoding.name);
+    for (const auto& encoding : encodings)
+        log("Unsucessfull decoding with", encoding.name);
     CueSheetError error(CueSheetError::Kind::dummy);
     error.log();
     throw error;

@@ -6,8 +6,12 @@
 
 namespace lorvan {
 namespace {
-bool isBlank(char c) { return c == ' ' || c == '\t'; }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 } // namespace
 
 std::optional<char> TextScanner::peek() const {
@@ -16,7 +20,8 @@ std::optional<char> TextScanner::peek() const {
 }
 
 void TextScanner::skipBlanks() {
-    while (!atEnd() && isBlank(text_[position_])) ++position_;
+    while (!atEnd() && isBlank(text_[position_]))
+        ++position_;
 }
 
 std::size_t TextScanner::lineEndLength(std::size_t at) const {
@@ -25,7 +30,7 @@ std::size_t TextScanner::lineEndLength(std::size_t at) const {
     if (c == '\r') return at + 1 < text_.size() && text_[at + 1] == '\n' ? 2 : 1;
     if (c >= 0x0A && c <= 0x0D) return 1;
     const std::string_view rest = text_.substr(at);
-    if (rest.starts_with("\xC2\x85")) return 2;                                    // U+0085
+    if (rest.starts_with("\xC2\x85")) return 2;                                         // U+0085
     if (rest.starts_with("\xE2\x80\xA8") || rest.starts_with("\xE2\x80\xA9")) return 3; // U+2028, U+2029
     return 0;
 }
@@ -50,19 +55,22 @@ bool TextScanner::consume(char character) {
 
 std::string_view TextScanner::scanWord() {
     const std::size_t start = position_;
-    while (!atEnd() && !isBlank(text_[position_]) && !atLineEnd()) ++position_;
+    while (!atEnd() && !isBlank(text_[position_]) && !atLineEnd())
+        ++position_;
     return text_.substr(start, position_ - start);
 }
 
 std::string_view TextScanner::scanToLineEnd() {
     const std::size_t start = position_;
-    while (!atEnd() && !atLineEnd()) ++position_;
+    while (!atEnd() && !atLineEnd())
+        ++position_;
     return text_.substr(start, position_ - start);
 }
 
 std::string_view TextScanner::scanUpTo(char delimiter) {
     const std::size_t start = position_;
-    while (!atEnd() && text_[position_] != delimiter && !atLineEnd()) ++position_;
+    while (!atEnd() && text_[position_] != delimiter && !atLineEnd())
+        ++position_;
     return text_.substr(start, position_ - start);
 }
 
@@ -95,8 +103,10 @@ std::optional<double> TextScanner::scanDecimal() {
 }
 
 std::string_view trimmedBlanks(std::string_view text) {
-    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    while (!text.empty() && isBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back()))
+        text.remove_suffix(1);
     return text;
 }
 
