@@ -16,8 +16,12 @@ build-asan: bootstrap
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan
 
+# The demo disc is generated on first run into the cache folder, then built as a disc.
+DEMO_DIR := $(or $(XDG_CACHE_HOME),$(HOME)/.cache)/lorvan/demo
+
 run: build
-	@"$(CLI)" cue "$(DEMO)"
+	@test -f "$(DEMO_DIR)/Lorvan Demo.cue" || "$(CLI)" demo --dir "$(DEMO_DIR)" >/dev/null
+	@"$(CLI)" info "$(DEMO_DIR)/Lorvan Demo.cue"
 
 test: build build-asan
 	ctest --preset default

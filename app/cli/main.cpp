@@ -9,6 +9,8 @@ int main(int argc, char** argv) {
 
     int status = lorvan::cli::exitSuccess;
     lorvan::cli::addCueCommand(app, status);
+    lorvan::cli::addInfoCommand(app, status);
+    lorvan::cli::addDemoCommand(app, status);
 
     try {
         app.parse(argc, argv);

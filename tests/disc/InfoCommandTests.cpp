@@ -1,0 +1,203 @@
+#include "platform/AudioFixtures.hpp"
+#include "platform/FFmpegAudioEncoder.hpp"
+#include "support/TestSupport.hpp"
+
+#include <array>
+#include <cstdio>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/wait.h>
+
+namespace lorvan {
+namespace {
+
+using test::TemporaryDirectory;
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+struct CliRun {
+    int status = -1;
+    std::string out;
+};
+
+// Runs lorvan-cli with already quoted arguments; standard error is dropped.
+CliRun cli(const std::string& arguments) {
+    CliRun run;
+    const std::string command = std::string("'") + LORVAN_CLI + "' " + arguments + " 2>/dev/null";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return run;
+    std::array<char, 4096> buffer{};
+    while (const std::size_t read = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        run.out.append(buffer.data(), read);
+    const int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
+}
+
+std::string quoted(const fs::path& path) {
+    return "'" + path.string() + "'";
+}
+
+nlohmann::json refusal(const std::string& arguments) {
+    const CliRun run = cli(arguments + " --json");
+    EXPECT_EQ(run.status, 1) << arguments;
+    const auto document = nlohmann::json::parse(run.out);
+    const auto& error = document.at("error");
+    for (const char* key : {"type", "kind", "line", "value", "errorDescription", "failureReason"})
+        EXPECT_TRUE(error.contains(key)) << key;
+    return error;
+}
+
+class DemoDisc : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        directory = new TemporaryDirectory();
+        ASSERT_EQ(cli("demo --dir " + quoted(directory->path() / "single")).status, 0);
+        ASSERT_EQ(cli("demo --split --dir " + quoted(directory->path() / "split")).status, 0);
+    }
+    static void TearDownTestSuite() { delete directory; }
+    static fs::path sheet(const char* layout) { return directory->path() / layout / "Lorvan Demo.cue"; }
+    static TemporaryDirectory* directory;
+};
+TemporaryDirectory* DemoDisc::directory = nullptr;
+
+TEST_F(DemoDisc, bothLayoutsAreTheSameCD) {
+    const CliRun single = cli("info " + quoted(sheet("single")));
+    const CliRun split = cli("info " + quoted(sheet("split")));
+    ASSERT_EQ(single.status, 0);
+    ASSERT_EQ(split.status, 0);
+    for (const CliRun* run : {&single, &split}) {
+        EXPECT_THAT(run->out, HasSubstr("Disc ID - Accurated Rip v2"));
+        EXPECT_THAT(run->out, HasSubstr("Found artwork file ···················· : cover.png"));
+        EXPECT_THAT(run->out, HasSubstr("  Cue | Track     |    Key | Length | Key Time | Duration "));
+        EXPECT_THAT(run->out,
+                    HasSubstr(" Track |  Start |    End | Length | Start    | End      | Duration "));
+        EXPECT_THAT(run->out, HasSubstr(" Track |      Start       |      Length      |       End        "));
+    }
+    const auto a = nlohmann::json::parse(cli("info --json " + quoted(sheet("single"))).out);
+    const auto b = nlohmann::json::parse(cli("info --json " + quoted(sheet("split"))).out);
+    EXPECT_EQ(a["onlineID"], b["onlineID"]);
+    EXPECT_EQ(a["cues"], b["cues"]);
+    EXPECT_EQ(a["tracks"], b["tracks"]);
+    EXPECT_EQ(a["frameCount"], b["frameCount"]);
+}
+
+TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {
+    const CliRun run = cli("info " + quoted(sheet("single")) + " --json");
+    ASSERT_EQ(run.status, 0);
+    const auto disc = nlohmann::json::parse(run.out); // only the document is on standard output
+    EXPECT_EQ(disc["source"]["type"], "cueSheet");
+    EXPECT_EQ(disc["source"]["path"], sheet("single").string());
+    EXPECT_EQ(disc["canBeCDDA"], true);
+    EXPECT_EQ(disc["sampleRate"], 44100.0);
+    EXPECT_EQ(disc["channels"], 2);
+    EXPECT_EQ(disc["bitDepth"], 16);
+    // 2 s of artificial pregap, then 30 s of music.
+    EXPECT_EQ(disc["frameCount"], 32 * 44100);
+    EXPECT_EQ(disc["playbackFrameCount"], 30 * 44100);
+    EXPECT_EQ(disc["artwork"], (directory->path() / "single" / "cover.png").string());
+    const auto& id = disc["onlineID"];
+    for (const char* key : {"accurateRipV1", "accurateRipV2", "freedb"})
+        EXPECT_THAT(id[key].get<std::string>(), testing::MatchesRegex("[0-9a-f]{8}")) << key;
+    EXPECT_EQ(id["musicBrainz"].get<std::string>().size(), 28U);
+    EXPECT_EQ(id["musicBrainzURL"], "https://musicbrainz.org/cdtoc/" + id["musicBrainz"].get<std::string>());
+    ASSERT_EQ(disc["cues"].size(), 6U);
+    EXPECT_EQ(disc["cues"][5],
+              nlohmann::json::parse(R"({"keyFrame": 1190700, "trackIndex": 2, "chapter": 2})"));
+    ASSERT_EQ(disc["tracks"].size(), 3U);
+    const auto& second = disc["tracks"][1];
+    EXPECT_EQ(second["index"], 1);
+    EXPECT_EQ(second["cueIndices"], nlohmann::json::parse("[2, 3]"));
+    EXPECT_EQ(second["startFrame"], 12 * 44100);
+    EXPECT_EQ(second["pregapFrames"], 44100);
+    EXPECT_EQ(second["title"], "A Minor Walk");
+    EXPECT_EQ(second["performers"], nlohmann::json::parse(R"(["Lorvan Strings"])"));
+    EXPECT_EQ(disc["metadata"]["releaseTitle"], "Lorvan Demo Disc");
+}
+
+TEST_F(DemoDisc, folderOfTheSplitFilesHasNoIdentifiers) {
+    const CliRun run = cli("info --json " + quoted(directory->path() / "split"));
+    ASSERT_EQ(run.status, 0);
+    const auto disc = nlohmann::json::parse(run.out);
+    EXPECT_EQ(disc["source"]["type"], "directory");
+    EXPECT_TRUE(disc["onlineID"].is_null());
+    EXPECT_EQ(disc["tracks"].size(), 3U);
+    EXPECT_EQ(disc["cues"][1]["keyFrame"], 10 * 44100);
+}
+
+class BadInput : public ::testing::Test {
+protected:
+    fs::path flac(const std::string& name, std::int64_t frames, int bits = 16) {
+        const auto path = directory.path() / name;
+        platform::writeAudioFile(path, platform::AudioFileEncoding::flac, 44100, 2, bits,
+                                 test::testSignal(frames, 2, bits, 3));
+        return path;
+    }
+    fs::path sheetFor(const std::vector<std::string>& files) {
+        std::string text;
+        for (std::size_t i = 0; i < files.size(); ++i)
+            text += "FILE \"" + files[i] + "\" WAVE\n  TRACK 0" + std::to_string(i + 1) +
+                    " AUDIO\n    INDEX 01 00:00:00\n";
+        return directory.write("disc.cue", text);
+    }
+    TemporaryDirectory directory;
+};
+
+TEST_F(BadInput, missingFilesAndFolders) {
+    EXPECT_EQ(refusal("info " + quoted(directory.path() / "none.cue"))["kind"], "fileNotFound");
+    const auto missing = refusal("info " + quoted(sheetFor({"gone.flac"})));
+    EXPECT_EQ(missing["type"], "AudioDiscError");
+    EXPECT_EQ(missing["kind"], "audioFileNotFound");
+    EXPECT_EQ(missing["value"], "gone.flac");
+
+    const CliRun plain = cli("info " + quoted(sheetFor({"gone.flac"})));
+    EXPECT_EQ(plain.status, 1);
+    EXPECT_THAT(plain.out, HasSubstr("Trying another extension ·············· : gone.mp3 not found"));
+    EXPECT_THAT(plain.out, HasSubstr("Couldn't find audio file: The audio file 'gone.flac' isn't in the same "
+                                     "directory as the cue cheet file.\n"));
+}
+
+TEST_F(BadInput, foldersWithoutViableAudio) {
+    std::filesystem::create_directory(directory.path() / "empty");
+    EXPECT_EQ(refusal("info " + quoted(directory.path() / "empty"))["kind"], "noAudioFileInDirectory");
+    std::filesystem::create_directory(directory.path() / "images");
+    directory.write("images/cover.png", "");
+    EXPECT_EQ(refusal("info " + quoted(directory.path() / "images"))["kind"], "noAudioFileInDirectory");
+    std::filesystem::create_directory(directory.path() / "upper");
+    test::writeWave(directory.path() / "upper" / "a.WAV", 44100, 2, 16, test::testSignal(588, 2, 16, 1));
+    EXPECT_EQ(refusal("info " + quoted(directory.path() / "upper"))["kind"], "noAudioFileInDirectory");
+}
+
+TEST_F(BadInput, filesThatAreNotAudioOrDoNotMatch) {
+    directory.write("empty.flac", "");
+    EXPECT_EQ(refusal("info " + quoted(sheetFor({"empty.flac"})))["type"], "LKOSStatus");
+    directory.write("text.flac", "FILE \"x.wav\" WAVE\nnot audio at all\n");
+    const auto text = refusal("info " + quoted(sheetFor({"text.flac"})));
+    EXPECT_EQ(text["type"], "LKOSStatus");
+    EXPECT_EQ(text["value"], "text.flac");
+
+    const auto cut = flac("cut.flac", 44100 * 5);
+    std::filesystem::resize_file(cut, std::filesystem::file_size(cut) * 2 / 3);
+    EXPECT_EQ(refusal("info " + quoted(sheetFor({"cut.flac"})))["type"], "LKOSStatus");
+
+    flac("a.flac", 588 * 100);
+    flac("b.flac", 588 * 100, 24);
+    const auto mixed = refusal("info " + quoted(sheetFor({"a.flac", "b.flac"})));
+    EXPECT_EQ(mixed["type"], "AudioDiscDataError");
+    EXPECT_EQ(mixed["kind"], "inconsistentAudioFormat");
+    EXPECT_EQ(mixed["failureReason"], "All audio files need to use the same audio format.");
+
+    test::writeWave(directory.path() / "silent.wav", 44100, 2, 16, {});
+    const auto silent = refusal("info " + quoted(sheetFor({"silent.wav"})));
+    EXPECT_EQ(silent["kind"], "emptyAudioFile");
+    EXPECT_EQ(silent["value"], "silent.wav");
+}
+
+TEST_F(BadInput, usageErrorsExitWithTwo) {
+    EXPECT_EQ(cli("info").status, 2);
+    EXPECT_EQ(cli("demo --unknown").status, 2);
+}
+
+} // namespace
+} // namespace lorvan
