@@ -12,6 +12,7 @@ extern "C" {
 
 #include <algorithm>
 #include <memory>
+#include <vector>
 
 namespace lorvan::platform {
 namespace {
@@ -112,6 +113,21 @@ void fillFrame(AVFrame* frame, std::span<const std::int32_t> interleaved, std::s
 void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encoding, int sampleRate,
                     int channels, int bitsPerSample, std::span<const std::int32_t> interleaved,
                     const std::map<std::string, std::string>& tags) {
+    const auto perFrame = static_cast<std::size_t>(channels > 0 ? channels : 1);
+    writeAudioFile(
+        path, encoding, sampleRate, channels, bitsPerSample,
+        static_cast<std::int64_t>(interleaved.size() / perFrame),
+        [&](std::int64_t first, std::span<std::int32_t> out) {
+            std::copy_n(interleaved.begin() +
+                            static_cast<std::ptrdiff_t>(first * static_cast<std::int64_t>(perFrame)),
+                        out.size(), out.begin());
+        },
+        tags);
+}
+
+void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encoding, int sampleRate,
+                    int channels, int bitsPerSample, std::int64_t frameCount, const SampleProducer& produce,
+                    const std::map<std::string, std::string>& tags) {
     installFFmpegStatusDescriptions();
     const std::optional<Url> url = Url::fileURL(path);
     auto check = [&](int status, std::string_view operation) {
@@ -169,7 +185,8 @@ void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encodin
         }
     };
 
-    const std::size_t totalFrames = interleaved.size() / static_cast<std::size_t>(channels);
+    const auto totalFrames = static_cast<std::size_t>(frameCount > 0 ? frameCount : 0);
+    std::vector<std::int32_t> chunk;
     std::int64_t pts = 0;
     for (std::size_t first = 0; first < totalFrames; first += static_cast<std::size_t>(frameSize)) {
         const int frames =
@@ -186,7 +203,9 @@ void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encodin
         check(av_frame_get_buffer(out.frame, 0), "ExtAudioFileWrite");
         av_samples_set_silence(out.frame->extended_data, 0, out.frame->nb_samples, channels,
                                static_cast<AVSampleFormat>(out.frame->format));
-        fillFrame(out.frame, interleaved, first, frames, channels, bitsPerSample);
+        chunk.resize(static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels));
+        produce(static_cast<std::int64_t>(first), chunk);
+        fillFrame(out.frame, chunk, 0, frames, channels, bitsPerSample);
         out.frame->pts = pts;
         pts += frames;
         check(avcodec_send_frame(out.codec, out.frame), "ExtAudioFileWrite");

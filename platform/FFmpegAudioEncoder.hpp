@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <span>
 #include <string>
@@ -17,6 +18,14 @@ enum class AudioFileEncoding { wave, aiff, flac, alac, aac, mp3 };
 /// Throws `LKOSStatus` (already printed) when FFmpeg refuses.
 void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encoding, int sampleRate,
                     int channels, int bitsPerSample, std::span<const std::int32_t> interleaved,
+                    const std::map<std::string, std::string>& tags = {});
+
+/// Fills `interleaved` with the frames that start at frame `first`.
+using SampleProducer = std::function<void(std::int64_t first, std::span<std::int32_t> interleaved)>;
+
+/// The same for `frameCount` frames produced chunk by chunk, for files too long to hold in memory.
+void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encoding, int sampleRate,
+                    int channels, int bitsPerSample, std::int64_t frameCount, const SampleProducer& produce,
                     const std::map<std::string, std::string>& tags = {});
 
 } // namespace lorvan::platform

