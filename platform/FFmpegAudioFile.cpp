@@ -273,7 +273,17 @@ private:
             }
             if (!isLossy(id)) {
                 format.formatFlags = sourceDepthFlags(rawBits);
-                if (rawBits > 0) bitDepth_ = rawBits;
+                if (rawBits > 0) {
+                    bitDepth_ = rawBits;
+                } else {
+                    // A lossless stream that does not state its depth: reported, then absent,
+                    // which the disc's format check compares like any other value.
+                    try {
+                        checkStatus(AVERROR(ENODATA), "AudioFileGetProperty: Source Bit Depth", url_,
+                                    "bitDepth");
+                    } catch (const LKOSStatus&) {
+                    }
+                }
             }
             format.framesPerPacket = parameters->frame_size > 0 ? parameters->frame_size : codec_->frame_size;
         }
