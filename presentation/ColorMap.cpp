@@ -77,15 +77,15 @@ ColorMap::ColorMap(std::optional<std::string> mapName, std::vector<Color> mapCol
 ColorMap::ColorMap(Preset preset)
     : ColorMap(makePreset(preset)) {}
 
-const Color& ColorMap::colorAt(double level) const {
-    static const Color transparent = Color::clear();
-    if (colors.empty()) return transparent;
+Color ColorMap::colorAt(double level) const {
+    if (colors.empty()) return Color::clear();
     const double clamped = std::isfinite(level) ? std::clamp(level, 0.0, 1.0) : 0.0;
+    if (colors.size() == 2) return colors[0].mixed(colors[1], clamped);
     const auto last = colors.size() - 1;
     return colors[std::min(last, static_cast<std::size_t>(clamped * static_cast<double>(colors.size())))];
 }
 
-const Color& ColorMap::segmentColor(std::size_t index, std::size_t segmentCount) const {
+Color ColorMap::segmentColor(std::size_t index, std::size_t segmentCount) const {
     if (segmentCount == 0) return colorAt(0);
     return colorAt((static_cast<double>(index) + 0.5) / static_cast<double>(segmentCount));
 }

@@ -122,13 +122,17 @@ LCTheme make(LCBuiltInTheme which) {
     switch (which) {
     case T::amber:
         return emissive(Color::rgb(0xFFAA00));
-    case T::amplifier: { // the teal glow of a hi-fi amplifier's vacuum fluorescent display
-        LCTheme t = emissive(Color::rgb(0x4DF5D2));
-        t.backgroundColors = {Color::rgb(0x020807), Color::rgb(0x06201C)};
-        t.offOpacity = 0.14;
-        t.haloOpacityB = 0.6;
-        t.progressBar = Color::rgb(0x2FC4AA);
-        t.volumeColorMap = ColorMap(Preset::pureRGBAudioLoudness);
+    case T::amplifier: { // the lamp-lit cream face of an amplifier's VU meters, red peak zone
+        LCTheme t = backlit(Color::rgb(0xF7E7B4), Color::rgb(0xE3BF74), Color::rgb(0x1C150C));
+        t.progressBar = Color::rgb(0x1C150C);
+        t.cursor = Color::rgb(0xC8201A);
+        t.cursorHalo = Color::rgb(0xC8201A, 0.6);
+        t.navigatorMarker = Color::rgb(0xC8201A);
+        t.navigatorMarkerHalo = Color::rgb(0xC8201A, 0.6);
+        t.glassReflectColor = Color::white(0.22);
+        t.topBorderShadowColor = Color::rgb(0x3A2000, 0.35);
+        t.bottomBorderShadowColor = Color::rgb(0x3A2000, 0.3);
+        t.volumeColorMap = ColorMap(Preset::vintageAudioLoudness);
         return t;
     }
     case T::apertureScience: { // clinical white test chamber, orange and blue portals
@@ -172,8 +176,7 @@ LCTheme make(LCBuiltInTheme which) {
         t.backgroundColors = {Color::rgb(0x0F0705), Color::rgb(0x3A1C10)};
         t.progressBar = Color::rgb(0xB86B43);
         t.haloOpacityB = 0.55;
-        t.volumeColorMap = ColorMap(Preset::magma);
-        t.bufferColorMap = ColorMap(Preset::magma);
+        t.volumeColorMap = ColorMap(Preset::vintageAudioLoudness);
         return t;
     }
     case T::electricBlue: {
@@ -220,8 +223,8 @@ LCTheme make(LCBuiltInTheme which) {
         t.offOpacity = 0.1;
         t.matrixEffect = true;
         t.glassReflectColor = Color::white(0.08);
-        t.bufferColorMap = ColorMap(Preset::audioBuffering);
-        t.volumeColorMap = ColorMap(Preset::audioLoudness);
+        // Meters in shades from ink to paper, like everything else on that screen.
+        t.volumeColorMap = ColorMap(Preset::grayscale);
         return t;
     }
     case T::lcd: // reflective grey-green, no backlight
@@ -230,8 +233,11 @@ LCTheme make(LCBuiltInTheme which) {
         return backlit(Color::rgb(0x4C8DFF), Color::rgb(0x1F55D6), Color::rgb(0x06123A));
     case T::lcdCyan:
         return backlit(Color::rgb(0x6CF2FA), Color::rgb(0x22C3D6), Color::rgb(0x032A31));
-    case T::lcdGreen:
-        return backlit(Color::rgb(0xB7EC5E), Color::rgb(0x86CC33), Color::rgb(0x102705));
+    case T::lcdGreen: { // green meters would vanish into a green backlight
+        LCTheme t = backlit(Color::rgb(0x63F0A0), Color::rgb(0x25C46E), Color::rgb(0x03240F));
+        t.volumeColorMap = ColorMap(Preset::grayscale);
+        return t;
+    }
     case T::lcdNewton: { // the handheld's blue-black ink on grey-green glass
         LCTheme t = backlit(Color::rgb(0xA9B6A0), Color::rgb(0x8E9C88), Color::rgb(0x17202E));
         t.haloX = 1.5;
@@ -242,9 +248,10 @@ LCTheme make(LCBuiltInTheme which) {
     case T::lcdOrange:
         return backlit(Color::rgb(0xFFB347), Color::rgb(0xF2861A), Color::rgb(0x2B1200));
     case T::lumon: { // an office terminal's pale cyan on deep blue-black glass
-        LCTheme t = emissive(Color::rgb(0xA8EEF0));
-        t.backgroundColors = {Color::rgb(0x030B14), Color::rgb(0x0A2233)};
-        t.haloOpacityB = 0.45;
+        LCTheme t = emissive(Color::rgb(0xD2F4F7));
+        t.backgroundColors = {Color::rgb(0x07162A), Color::rgb(0x0D2A44)};
+        t.haloRadiusB = 10.0;
+        t.haloOpacityB = 0.25;
         t.offOpacity = 0.09;
         t.progressBar = Color::rgb(0x5FB8C4);
         t.volumeColorMap = ColorMap(Preset::audioLoudness);
@@ -267,7 +274,6 @@ LCTheme make(LCBuiltInTheme which) {
         t.offOpacity = 0.18;
         t.haloOpacityB = 0.6;
         t.glassReflectColor = Color::rgb(0xC8FFD8, 0.1);
-        t.bufferColorMap = ColorMap(Preset::grayscale);
         t.volumeColorMap = ColorMap(Preset::vintageAudioLoudness);
         return t;
     }
@@ -297,7 +303,7 @@ LCTheme make(LCBuiltInTheme which) {
     }
     case T::thermal: { // a heat camera: inferno hues, white-hot text
         LCTheme t = emissive(Color::rgb(0xFCFFA4));
-        t.backgroundColors = {Color::rgb(0x000004), Color::rgb(0x320A5E), Color::rgb(0x781C6D)};
+        t.backgroundColors = {Color::rgb(0x000004), Color::rgb(0x0C0618), Color::rgb(0x1E0A30)};
         t.progressBar = Color::rgb(0xF98E09);
         t.cursor = t.cursorHalo = Color::rgb(0xFFFFFF);
         t.navigatorMarker = t.navigatorMarkerHalo = Color::rgb(0xE35933);
@@ -333,7 +339,7 @@ LCTheme make(LCBuiltInTheme which) {
     }
     case T::viridis: {
         LCTheme t = emissive(Color::rgb(0xFDE725));
-        t.backgroundColors = {Color::rgb(0x1A0420), Color::rgb(0x440154), Color::rgb(0x31688E)};
+        t.backgroundColors = {Color::rgb(0x08040C), Color::rgb(0x1C0A2C), Color::rgb(0x10202E)};
         t.progressBar = Color::rgb(0x35B779);
         t.cursor = t.cursorHalo = Color::rgb(0x6ECE58);
         t.navigatorMarker = t.navigatorMarkerHalo = Color::rgb(0x21918C);

@@ -145,17 +145,21 @@ void blurImage(QImage& image, double radiusInPixels) {
 }
 
 QString findSevenSegmentFamily() {
-    if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) return {};
-    static const QString family = [] {
+    auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
+    if (!application) return {};
+    // Application fonts live as long as the application object, so they are added once per object.
+    static QGuiApplication* loadedFor = nullptr;
+    static QString family;
+    if (loadedFor != application) {
+        loadedFor = application;
         const char* overridden = std::getenv("LORVAN_LCD_FONT");
         const QString path = overridden && *overridden
                                  ? QString::fromLocal8Bit(overridden)
                                  : QStringLiteral("/usr/share/fonts/truetype/dseg/DSEG7Classic-Bold.ttf");
         const int id = QFontDatabase::addApplicationFont(path);
-        if (id < 0) return QString();
-        const QStringList families = QFontDatabase::applicationFontFamilies(id);
-        return families.isEmpty() ? QString() : families.first();
-    }();
+        const QStringList families = id < 0 ? QStringList() : QFontDatabase::applicationFontFamilies(id);
+        family = families.isEmpty() ? QString() : families.first();
+    }
     return family;
 }
 
@@ -300,8 +304,7 @@ void DotMatrixDisplayRenderer::putMeter(double level, long segments, const Color
     const long segmentWidth = std::max(1L, static_cast<long>(std::floor(pitch)) - 2);
     const float ghostLevel = static_cast<float>(std::min(1.0, theme.offOpacity * 1.5));
     for (long s = 0; s < segments; ++s) {
-        const Color& color =
-            map.segmentColor(static_cast<std::size_t>(s), static_cast<std::size_t>(segments));
+        const Color color = map.segmentColor(static_cast<std::size_t>(s), static_cast<std::size_t>(segments));
         const bool on = s < litSegments;
         const long x0 = box.x() + static_cast<long>(std::lround(static_cast<double>(s) * pitch));
         for (long y = box.y() + 3; y < box.y() + box.height() - 3; ++y)

@@ -2,7 +2,6 @@
 
 #include <QGuiApplication>
 #include <benchmark/benchmark.h>
-#include <memory>
 #include <string>
 
 namespace lorvan {
@@ -13,9 +12,10 @@ QGuiApplication& application() {
     static int argc = 1;
     static char name[] = "lorvan-bench-display";
     static char* argv[] = {name, nullptr};
-    static const auto app = [] {
+    // Never destroyed: Qt cannot be torn down by a static destructor after main returns.
+    static QGuiApplication* const app = [] {
         qputenv("QT_QPA_PLATFORM", "offscreen");
-        return std::make_unique<QGuiApplication>(argc, argv);
+        return new QGuiApplication(argc, argv);
     }();
     return *app;
 }

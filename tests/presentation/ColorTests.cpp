@@ -138,6 +138,13 @@ TEST(ColorMap, MetersPickEntriesByLevel) {
     EXPECT_EQ(viridis.segmentColor(0, 4), viridis.colors[32]);
     EXPECT_EQ(viridis.segmentColor(3, 4), viridis.colors[224]);
     EXPECT_EQ(ColorMap(std::nullopt, {}).colorAt(0.5), Color::clear());
+
+    // Two entries make a ramp: grey halfway, the ends at the ends.
+    const ColorMap grayscale(ColorMap::Preset::grayscale);
+    expectColor(grayscale.colorAt(0), Color::black());
+    expectColor(grayscale.colorAt(1), Color::white(), 1e-6);
+    EXPECT_NEAR(grayscale.colorAt(0.5).red, 0.38857, 1e-4);
+    EXPECT_LT(grayscale.segmentColor(3, 10).red, grayscale.segmentColor(4, 10).red);
 }
 
 } // namespace

@@ -22,6 +22,9 @@ protected:
         }
     }
 
+    // Qt must be torn down while it is still running, not by a static destructor at exit.
+    static void TearDownTestSuite() { application.reset(); }
+
     /// The theme with nothing drawn over or around the dots, so that pixels can be predicted.
     static LCTheme bare(LCBuiltInTheme builtIn) {
         LCTheme theme = themeOf(builtIn);

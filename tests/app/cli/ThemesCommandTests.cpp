@@ -1,0 +1,95 @@
+#include "support/TestSupport.hpp"
+
+#include <QImage>
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <sys/wait.h>
+
+namespace lorvan {
+namespace {
+
+using testing::HasSubstr;
+
+struct Run {
+    int status = -1;
+    std::string out;
+};
+
+/// Runs lorvan-cli with its settings in `configHome`, standard error discarded.
+Run cli(const std::filesystem::path& configHome, const std::string& arguments) {
+    Run run;
+    const std::string command =
+        "XDG_CONFIG_HOME='" + configHome.string() + "' '" + LORVAN_CLI + "' " + arguments + " 2>/dev/null";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return run;
+    std::array<char, 4096> buffer{};
+    while (const std::size_t read = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        run.out.append(buffer.data(), read);
+    const int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
+}
+
+TEST(ThemesCommand, ListsTheThemesInOrderAndMarksTheSelectedOne) {
+    const test::TemporaryDirectory home;
+    const auto listed = cli(home.path(), "themes");
+    EXPECT_EQ(listed.status, 0);
+    std::istringstream lines(listed.out);
+    std::vector<std::string> names;
+    for (std::string line; std::getline(lines, line);)
+        names.push_back(line);
+    ASSERT_EQ(names.size(), 28u);
+    EXPECT_EQ(names.front(), "  Amber");
+    EXPECT_EQ(names[3], "  Apple ][");
+    EXPECT_EQ(names[23], "* VHS") << "nothing stored: VHS";
+    EXPECT_EQ(names.back(), "  Winamp");
+
+    EXPECT_EQ(cli(home.path(), "themes --select 'LCD Newton'").status, 0);
+    const auto after = cli(home.path(), "themes");
+    EXPECT_THAT(after.out, HasSubstr("* LCD Newton\n"));
+    EXPECT_THAT(after.out, HasSubstr("  VHS\n"));
+
+    std::ifstream stored(home.path() / "Lorvan" / "Lorvan.conf");
+    std::stringstream text;
+    text << stored.rdbuf();
+    EXPECT_THAT(text.str(), HasSubstr("selectedTheme=LCD Newton"));
+}
+
+TEST(ThemesCommand, RefusesAnUnknownNameAndListsTheKnownOnes) {
+    const test::TemporaryDirectory home;
+    EXPECT_EQ(cli(home.path(), "themes --select 'Apple ]['").status, 0);
+    for (const char* name : {"'lcd newton'", "Nope", "''"}) {
+        const auto run = cli(home.path(), std::string("themes --select ") + name);
+        EXPECT_EQ(run.status, 1) << name;
+        EXPECT_THAT(run.out, HasSubstr("The themes are: \"Amber\", \"Amplifier\"")) << name;
+        EXPECT_THAT(run.out, HasSubstr("\"Winamp\".")) << name;
+    }
+    EXPECT_THAT(cli(home.path(), "themes").out, HasSubstr("* Apple ][\n")) << "a refusal changes nothing";
+    EXPECT_EQ(cli(home.path(), "themes --select").status, 2);
+}
+
+TEST(ThemesCommand, WritesOnePreviewPerTheme) {
+    const test::TemporaryDirectory home;
+    const auto folder = home.path() / "previews" / "new";
+    const auto run = cli(home.path(), "themes --preview '" + folder.string() + "'");
+    EXPECT_EQ(run.status, 0);
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        ++count;
+        EXPECT_EQ(entry.path().extension(), ".png");
+    }
+    EXPECT_EQ(count, 28u);
+    const QImage vhs(QString::fromStdString((folder / "VHS.png").string()));
+    EXPECT_EQ(vhs.size(), QSize(1200, 548));
+    EXPECT_FALSE(QImage(QString::fromStdString((folder / "Flynn (from PCalc).png").string())).isNull());
+
+    const auto blocked = home.write("file", "not a folder");
+    EXPECT_EQ(cli(home.path(), "themes --preview '" + blocked.string() + "'").status, 1);
+}
+
+} // namespace
+} // namespace lorvan
