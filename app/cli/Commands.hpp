@@ -12,5 +12,6 @@ enum ExitStatus : int { exitSuccess = 0, exitRefused = 1, exitUsage = 2 };
 void addCueCommand(CLI::App& app, int& status);
 void addInfoCommand(CLI::App& app, int& status);
 void addDemoCommand(CLI::App& app, int& status);
+void addThemesCommand(CLI::App& app, int& status);
 
 } // namespace lorvan::cli

@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
     lorvan::cli::addCueCommand(app, status);
     lorvan::cli::addInfoCommand(app, status);
     lorvan::cli::addDemoCommand(app, status);
+    lorvan::cli::addThemesCommand(app, status);
 
     try {
         app.parse(argc, argv);
