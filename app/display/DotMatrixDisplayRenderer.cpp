@@ -177,9 +177,27 @@ DotMatrixDisplayRenderer::DotMatrixDisplayRenderer(const DotMatrixRasterizer& ra
     : rasterizer_(rasterizer)
     , sevenSegmentFamily_(findSevenSegmentFamily()) {}
 
-DisplayLayout DotMatrixDisplayRenderer::layout(const DisplayGeometry& g) {
+DisplayGeometry DotMatrixDisplayRenderer::sanitized(const DisplayGeometry& g) {
+    // Whatever a window reports, the renderer draws something sensible and never allocates
+    // an absurd image: sizes are finite, non-negative and at most maximumPixels per side.
+    DisplayGeometry safe = g;
+    const auto finite = [](double v, double fallback) { return std::isfinite(v) ? v : fallback; };
+    safe.scale = std::clamp(finite(g.scale, 1.0), 0.25, 8.0);
+    safe.dotSize = std::clamp(finite(g.dotSize, UserUISettings::matrixDotSize), 0.5, 64.0);
+    safe.width = std::clamp(finite(g.width, 0.0), 0.0, maximumPixels / safe.scale);
+    safe.height = std::clamp(finite(g.height, 0.0), 0.0, maximumPixels / safe.scale);
+    // And a matrix of at most 2048 dots a side, which is far more than any screen shows.
+    safe.dotSize = std::max({safe.dotSize, safe.width / 2048, safe.height / 2048});
+    safe.horizontalPadding = std::max(0L, g.horizontalPadding);
+    safe.topPadding = std::max(0L, g.topPadding);
+    safe.bottomPadding = std::max(0L, g.bottomPadding);
+    return safe;
+}
+
+DisplayLayout DotMatrixDisplayRenderer::layout(const DisplayGeometry& geometry) {
     DisplayLayout l;
-    const double dot = g.dotSize > 0 ? g.dotSize : UserUISettings::matrixDotSize;
+    const DisplayGeometry g = sanitized(geometry);
+    const double dot = g.dotSize;
     l.columns = std::max(0L, static_cast<long>(std::floor(g.width / dot + 1e-9)));
     l.rows = std::max(0L, static_cast<long>(std::floor(g.height / dot + 1e-9)));
     l.originX = (g.width - static_cast<double>(l.columns) * dot) / 2;
@@ -202,7 +220,8 @@ DisplayLayout DotMatrixDisplayRenderer::layout(const DisplayGeometry& g) {
     return l;
 }
 
-QPoint DotMatrixDisplayRenderer::dotCenter(const DisplayGeometry& g, long column, long row) {
+QPoint DotMatrixDisplayRenderer::dotCenter(const DisplayGeometry& geometry, long column, long row) {
+    const DisplayGeometry g = sanitized(geometry);
     const DisplayLayout l = layout(g);
     return {
         static_cast<int>(std::floor((l.originX + (static_cast<double>(column) + 0.4) * g.dotSize) * g.scale)),
@@ -344,9 +363,10 @@ QImage DotMatrixDisplayRenderer::render(const DisplayState& state, const LCTheme
 }
 
 void DotMatrixDisplayRenderer::render(QImage& target, const DisplayState& state, const LCTheme& theme,
-                                      double brightness, const DisplayGeometry& geometry) {
+                                      double brightness, const DisplayGeometry& requested) {
+    const DisplayGeometry geometry = sanitized(requested);
     const DisplayLayout l = layout(geometry);
-    const double scale = std::isfinite(geometry.scale) && geometry.scale > 0 ? geometry.scale : 1.0;
+    const double scale = geometry.scale;
     const QSize pixels(std::max(1, static_cast<int>(std::lround(geometry.width * scale))),
                        std::max(1, static_cast<int>(std::lround(geometry.height * scale))));
     if (target.size() != pixels || target.format() != QImage::Format_ARGB32_Premultiplied)

@@ -81,6 +81,11 @@ public:
     /// The pixel at the centre of matrix dot (`column`, `row`).
     [[nodiscard]] static QPoint dotCenter(const DisplayGeometry& geometry, long column, long row);
 
+    /// `geometry` made drawable: finite, scale 0.25...8, dot size 0.5...64 points, at most
+    /// `maximumPixels` pixels per side.
+    [[nodiscard]] static DisplayGeometry sanitized(const DisplayGeometry& geometry);
+    static constexpr double maximumPixels = 8192;
+
     [[nodiscard]] bool usesSevenSegmentFont() const { return !sevenSegmentFamily_.isEmpty(); }
 
 private:

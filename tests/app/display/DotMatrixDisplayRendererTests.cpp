@@ -71,6 +71,17 @@ TEST_F(DisplayRenderer, DrawsAtTheRequestedSizeAndScale) {
     DisplayState state;
     state.title = "x";
     EXPECT_FALSE(renderer.render(state, themeOf(LCBuiltInTheme::vhs), 1, empty).isNull());
+
+    // Nonsense from a window is drawn as something sensible, never as a crash.
+    DisplayGeometry nonsense;
+    nonsense.width = 1e12;
+    nonsense.height = std::nan("");
+    nonsense.scale = -3;
+    nonsense.dotSize = 0;
+    nonsense.horizontalPadding = -5;
+    const QImage clamped = renderer.render(state, themeOf(LCBuiltInTheme::vhs), std::nan(""), nonsense);
+    EXPECT_LE(clamped.width(), 8192);
+    EXPECT_GE(clamped.height(), 1);
     EXPECT_TRUE(renderer.usesSevenSegmentFont()) << "DSEG7 from fonts-dseg is installed";
 }
 
