@@ -1,0 +1,181 @@
+#include "platform/PortAudioOutput.hpp"
+
+#include "core/LogEntry.hpp"
+#include "playback/AudioEngine.hpp"
+#include "playback/BuiltInOutputs.hpp"
+
+#include <algorithm>
+#include <portaudio.h>
+
+namespace lorvan::platform {
+
+namespace {
+
+AudioEngineError unavailable(const std::string& what, PaError error) {
+    return AudioEngineError(AudioEngineError::Kind::outputUnavailable, what + ": " + Pa_GetErrorText(error));
+}
+
+int renderCallback(const void* /*input*/, void* output, unsigned long frames,
+                   const PaStreamCallbackTimeInfo* /*time*/, PaStreamCallbackFlags /*flags*/, void* context) {
+    auto* source = static_cast<AudioRenderSource*>(context);
+    (void)source->render(static_cast<float* const*>(output), static_cast<std::uint32_t>(frames), true);
+    return paContinue;
+}
+
+} // namespace
+
+struct PortAudioOutput::Stream {
+    PaStream* stream = nullptr;
+    PaStreamParameters parameters{};
+    double sampleRate = 0;
+    bool running = false;
+};
+
+PortAudioOutput::PortAudioOutput()
+    : stream_(std::make_unique<Stream>()) {
+    if (const auto error = Pa_Initialize(); error != paNoError)
+        throw unavailable("Couldn't start PortAudio", error);
+    const auto device = Pa_GetDefaultOutputDevice();
+    if (device == paNoDevice) {
+        Pa_Terminate();
+        throw AudioEngineError(AudioEngineError::Kind::outputUnavailable,
+                               "There is no default output device");
+    }
+    stream_->parameters.device = device;
+}
+
+PortAudioOutput::~PortAudioOutput() {
+    stop();
+    if (stream_->stream != nullptr) Pa_CloseStream(stream_->stream);
+    Pa_Terminate();
+}
+
+OutputConfiguration PortAudioOutput::configure(double sampleRate, int channels) {
+    stop();
+    if (stream_->stream != nullptr) {
+        Pa_CloseStream(stream_->stream);
+        stream_->stream = nullptr;
+    }
+    const auto* info = Pa_GetDeviceInfo(stream_->parameters.device);
+    if (info == nullptr || info->maxOutputChannels <= 0)
+        throw AudioEngineError(AudioEngineError::Kind::outputUnavailable,
+                               "The output device has no channels");
+    auto& parameters = stream_->parameters;
+    parameters.channelCount = std::min(std::max(channels, 2), info->maxOutputChannels);
+    parameters.sampleFormat = paFloat32 | paNonInterleaved;
+    parameters.suggestedLatency = info->defaultHighOutputLatency;
+    parameters.hostApiSpecificStreamInfo = nullptr;
+    double rate = sampleRate;
+    if (Pa_IsFormatSupported(nullptr, &parameters, rate) != paFormatIsSupported)
+        rate = info->defaultSampleRate;
+    // The callback gets whatever block size suits the device; the graph splits it as needed.
+    if (const auto error = Pa_OpenStream(&stream_->stream, nullptr, &parameters, rate,
+                                         paFramesPerBufferUnspecified, paNoFlag, renderCallback, nullptr);
+        error != paNoError) {
+        stream_->stream = nullptr;
+        throw unavailable("Couldn't open the output device", error);
+    }
+    // The stream was opened only to prove the format; `start` reopens it with the source.
+    Pa_CloseStream(stream_->stream);
+    stream_->stream = nullptr;
+    stream_->sampleRate = rate;
+    configuration_ = {rate, parameters.channelCount};
+    return configuration_;
+}
+
+void PortAudioOutput::start(AudioRenderSource& source) {
+    if (stream_->running) return;
+    if (configuration_.sampleRate <= 0)
+        throw AudioEngineError(AudioEngineError::Kind::notConnected, "The output device is not configured");
+    if (const auto error = Pa_OpenStream(&stream_->stream, nullptr, &stream_->parameters, stream_->sampleRate,
+                                         paFramesPerBufferUnspecified, paNoFlag, renderCallback, &source);
+        error != paNoError) {
+        stream_->stream = nullptr;
+        throw unavailable("Couldn't open the output device", error);
+    }
+    if (const auto error = Pa_StartStream(stream_->stream); error != paNoError) {
+        Pa_CloseStream(stream_->stream);
+        stream_->stream = nullptr;
+        throw unavailable("Couldn't start the output device", error);
+    }
+    stream_->running = true;
+}
+
+void PortAudioOutput::stop() noexcept {
+    if (!stream_->running) return;
+    // Pa_StopStream returns after the last callback has finished.
+    Pa_StopStream(stream_->stream);
+    Pa_CloseStream(stream_->stream);
+    stream_->stream = nullptr;
+    stream_->running = false;
+}
+
+namespace {
+
+void warnNoDevice(const std::exception& error) {
+    LogEntry::warning(std::string("No sound device could be opened, playing to the null output: ") +
+                      error.what())
+        .print();
+}
+
+/// The device while it works; the null output from the first failure on.
+class DeviceOrNullOutput final : public AudioOutput {
+public:
+    explicit DeviceOrNullOutput(std::unique_ptr<AudioOutput> device)
+        : device_(std::move(device)) {}
+
+    [[nodiscard]] std::string name() const override { return current().name(); }
+
+    OutputConfiguration configure(double sampleRate, int channels) override {
+        if (device_) {
+            try {
+                return device_->configure(sampleRate, channels);
+            } catch (const AudioEngineError& error) {
+                fallBack(error);
+            }
+        }
+        return null_.configure(sampleRate, channels);
+    }
+
+    void start(AudioRenderSource& source) override {
+        if (device_) {
+            try {
+                device_->start(source);
+                return;
+            } catch (const AudioEngineError& error) {
+                fallBack(error);
+            }
+        }
+        null_.start(source);
+    }
+
+    void stop() noexcept override { current().stop(); }
+
+private:
+    [[nodiscard]] const AudioOutput& current() const {
+        return device_ ? static_cast<const AudioOutput&>(*device_) : null_;
+    }
+    AudioOutput& current() { return device_ ? *device_ : static_cast<AudioOutput&>(null_); }
+    void fallBack(const AudioEngineError& error) {
+        warnNoDevice(error);
+        device_.reset();
+        // The graph was sized for the device: keep its rate, which the null output accepts.
+    }
+
+    std::unique_ptr<AudioOutput> device_;
+    NullAudioOutput null_;
+};
+
+} // namespace
+
+std::unique_ptr<AudioOutput> makePlaybackOutput(OutputChoice choice) {
+    if (choice == OutputChoice::null) return std::make_unique<NullAudioOutput>();
+    try {
+        return std::make_unique<DeviceOrNullOutput>(std::make_unique<PortAudioOutput>());
+    } catch (const AudioEngineError& error) {
+        warnNoDevice(error);
+        return std::make_unique<NullAudioOutput>();
+    }
+}
+
+} // namespace lorvan::platform

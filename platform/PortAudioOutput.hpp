@@ -1,0 +1,38 @@
+#pragma once
+
+#include "playback/AudioOutput.hpp"
+
+#include <memory>
+#include <string>
+
+namespace lorvan::platform {
+
+/// The system's default output device through PortAudio. It opens at the disc's rate when the
+/// device accepts it, otherwise at the device's own rate (the graph converts), always with at
+/// least two channels so that a mono disc reaches both speakers.
+class PortAudioOutput final : public AudioOutput {
+public:
+    /// Throws AudioEngineError (outputUnavailable) when PortAudio finds no output device.
+    PortAudioOutput();
+    ~PortAudioOutput() override;
+    PortAudioOutput(const PortAudioOutput&) = delete;
+    PortAudioOutput& operator=(const PortAudioOutput&) = delete;
+
+    [[nodiscard]] std::string name() const override { return "device"; }
+    OutputConfiguration configure(double sampleRate, int channels) override;
+    void start(AudioRenderSource& source) override;
+    void stop() noexcept override;
+
+private:
+    struct Stream;
+    std::unique_ptr<Stream> stream_;
+    OutputConfiguration configuration_;
+};
+
+enum class OutputChoice { device, null };
+
+/// The output for `play`: the sound device, or the null output with a warning in the console
+/// log when no device can be opened (now or when the engine connects later).
+[[nodiscard]] std::unique_ptr<AudioOutput> makePlaybackOutput(OutputChoice choice);
+
+} // namespace lorvan::platform

@@ -1,0 +1,221 @@
+#include "playback/BuiltInOutputs.hpp"
+
+#include "playback/AudioEngine.hpp"
+
+#include <pthread.h>
+#include <stdexcept>
+
+namespace lorvan {
+
+namespace {
+
+struct PlaneBlock {
+    std::vector<float> storage;
+    std::vector<float*> pointers;
+    PlaneBlock(int channels, std::uint32_t frames)
+        : storage(static_cast<std::size_t>(channels) * frames)
+        , pointers(static_cast<std::size_t>(channels)) {
+        for (std::size_t channel = 0; channel < pointers.size(); ++channel)
+            pointers[channel] = storage.data() + channel * frames;
+    }
+};
+
+} // namespace
+
+// MARK: - Null
+
+NullAudioOutput::NullAudioOutput(std::chrono::milliseconds period)
+    : period_(period.count() > 0 ? period : std::chrono::milliseconds(10)) {}
+
+NullAudioOutput::~NullAudioOutput() {
+    stop();
+}
+
+OutputConfiguration NullAudioOutput::configure(double sampleRate, int channels) {
+    configuration_ = {sampleRate, channels < 2 ? 2 : channels};
+    return configuration_;
+}
+
+void NullAudioOutput::start(AudioRenderSource& source) {
+    if (thread_.joinable()) return;
+    stopping_ = false;
+    thread_ = std::thread([this, &source] { run(source); });
+}
+
+void NullAudioOutput::stop() noexcept {
+    if (!thread_.joinable()) return;
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    thread_.join();
+}
+
+void NullAudioOutput::run(AudioRenderSource& source) {
+    pthread_setname_np(pthread_self(), "nullOutput");
+    const auto frames = static_cast<std::uint32_t>(configuration_.sampleRate *
+                                                   std::chrono::duration<double>(period_).count());
+    PlaneBlock block(configuration_.channels, frames == 0 ? 1 : frames);
+    auto next = std::chrono::steady_clock::now();
+    std::unique_lock lock(mutex_);
+    while (!stopping_) {
+        lock.unlock();
+        (void)source.render(block.pointers.data(), frames, true);
+        lock.lock();
+        next += period_;
+        const auto now = std::chrono::steady_clock::now();
+        // After a stall (a suspended machine), carry on from now rather than catching up.
+        if (next + 4 * period_ < now) next = now;
+        wake_.wait_until(lock, next, [this] { return stopping_; });
+    }
+}
+
+// MARK: - Offline
+
+OfflineAudioOutput::OfflineAudioOutput(Sink sink, std::uint32_t blockFrames)
+    : sink_(std::move(sink))
+    , blockFrames_(blockFrames == 0 ? 4096 : blockFrames) {}
+
+OfflineAudioOutput::~OfflineAudioOutput() {
+    stop();
+}
+
+OutputConfiguration OfflineAudioOutput::configure(double sampleRate, int channels) {
+    configuration_ = {sampleRate, channels};
+    return configuration_;
+}
+
+void OfflineAudioOutput::start(AudioRenderSource& source) {
+    if (thread_.joinable()) return;
+    finishing_.store(false, std::memory_order_release);
+    stopping_.store(false, std::memory_order_release);
+    {
+        std::lock_guard lock(doneMutex_);
+        done_ = false;
+        failure_ = nullptr;
+    }
+    source_ = &source;
+    thread_ = std::thread([this, &source] { run(source); });
+}
+
+void OfflineAudioOutput::stop() noexcept {
+    if (!thread_.joinable()) return;
+    stopping_.store(true, std::memory_order_release);
+    source_->notifySupply();
+    thread_.join();
+    source_ = nullptr;
+}
+
+void OfflineAudioOutput::finish() {
+    finishing_.store(true, std::memory_order_release);
+    if (auto* source = source_) source->notifySupply();
+}
+
+void OfflineAudioOutput::waitUntilFinished() {
+    std::unique_lock lock(doneMutex_);
+    doneChanged_.wait(lock, [this] { return done_; });
+    if (failure_) std::rethrow_exception(failure_);
+}
+
+void OfflineAudioOutput::run(AudioRenderSource& source) {
+    pthread_setname_np(pthread_self(), "offlineOutput");
+    PlaneBlock block(configuration_.channels, blockFrames_);
+    const auto deliver = [&](std::uint32_t frames) {
+        sink_(block.pointers.data(), configuration_.channels, frames);
+        delivered_.fetch_add(frames, std::memory_order_acq_rel);
+    };
+    try {
+        while (!stopping_.load(std::memory_order_acquire)) {
+            // Read the counter first: audio scheduled after it moves it, so the wait cannot miss it.
+            const auto epoch = source.supplyEpoch();
+            const bool finishing = finishing_.load(std::memory_order_acquire);
+            const auto rendered = source.render(block.pointers.data(), blockFrames_, false);
+            if (rendered > 0) {
+                deliver(rendered);
+                continue;
+            }
+            if (finishing) {
+                while (const auto drained = source.drain(block.pointers.data(), blockFrames_))
+                    deliver(drained);
+                break;
+            }
+            source.waitForSupply(epoch);
+        }
+    } catch (...) {
+        std::lock_guard lock(doneMutex_);
+        failure_ = std::current_exception();
+    }
+    {
+        std::lock_guard lock(doneMutex_);
+        done_ = true;
+    }
+    doneChanged_.notify_all();
+}
+
+// MARK: - Manual
+
+ManualAudioOutput::ManualAudioOutput(int channels, double sampleRate)
+    : channels_(channels)
+    , sampleRate_(sampleRate) {}
+
+OutputConfiguration ManualAudioOutput::configure(double sampleRate, int channels) {
+    configuration_ = {sampleRate_ > 0 ? sampleRate_ : sampleRate, channels_ > 0 ? channels_ : channels};
+    return configuration_;
+}
+
+void ManualAudioOutput::start(AudioRenderSource& source) {
+    source_.store(&source, std::memory_order_release);
+}
+
+void ManualAudioOutput::stop() noexcept {
+    source_.store(nullptr, std::memory_order_release);
+}
+
+std::vector<std::vector<float>> ManualAudioOutput::pull(std::uint32_t frames) {
+    return renderWith(frames, 0);
+}
+
+std::vector<std::vector<float>> ManualAudioOutput::pullAvailable(std::uint32_t frames) {
+    return renderWith(frames, 1);
+}
+
+std::vector<std::vector<float>> ManualAudioOutput::drain(std::uint32_t frames) {
+    return renderWith(frames, 2);
+}
+
+std::vector<std::vector<float>> ManualAudioOutput::renderWith(std::uint32_t frames, int mode) {
+    auto* source = source_.load(std::memory_order_acquire);
+    if (source == nullptr) throw std::logic_error("the manual output is not started");
+    std::vector<std::vector<float>> planes(static_cast<std::size_t>(configuration_.channels),
+                                           std::vector<float>(frames));
+    std::vector<float*> pointers;
+    for (auto& plane : planes)
+        pointers.push_back(plane.data());
+    std::uint32_t rendered = 0;
+    switch (mode) {
+    case 0:
+        rendered = source->render(pointers.data(), frames, true);
+        break;
+    case 1:
+        rendered = source->render(pointers.data(), frames, false);
+        break;
+    default: {
+        // Everything still scheduled first, then what the varispeed holds.
+        rendered = source->render(pointers.data(), frames, false);
+        while (rendered < frames) {
+            std::vector<float*> at;
+            for (auto* plane : pointers)
+                at.push_back(plane + rendered);
+            const auto drained = source->drain(at.data(), frames - rendered);
+            if (drained == 0) break;
+            rendered += drained;
+        }
+    }
+    }
+    for (auto& plane : planes)
+        plane.resize(rendered);
+    return planes;
+}
+
+} // namespace lorvan

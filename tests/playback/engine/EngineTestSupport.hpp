@@ -1,0 +1,57 @@
+#pragma once
+
+#include "playback/AudioEngine.hpp"
+#include "playback/BuiltInOutputs.hpp"
+#include "playback/GraphAudioEngine.hpp"
+
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace lorvan::test {
+
+using Planes = std::vector<std::vector<float>>;
+
+/// Audio that is never 0 and never repeats within a few thousand frames, so that a dropped,
+/// repeated or inserted frame shows.
+[[nodiscard]] float signature(int channel, std::int64_t frame);
+/// A buffer holding `signature` from `firstFrame` on.
+[[nodiscard]] std::shared_ptr<PCMBuffer> signatureBuffer(int channels, std::int64_t firstFrame,
+                                                         std::uint32_t frames, double rate = 44100);
+/// A buffer holding a sine of `hertz` at `amplitude` from `firstFrame` on, on every channel.
+[[nodiscard]] std::shared_ptr<PCMBuffer> sineBuffer(int channels, std::int64_t firstFrame,
+                                                    std::uint32_t frames, double hertz,
+                                                    float amplitude = 0.5F, double rate = 44100);
+void append(Planes& to, const Planes& from);
+
+/// Records data-consumed handlers as they run.
+class CompletionLog {
+public:
+    [[nodiscard]] AudioPlayerNode::DataConsumedHandler handler(int index);
+    /// Waits (up to a generous safety limit, so that a fault fails instead of hanging) until
+    /// `count` handlers have run.
+    bool waitFor(std::size_t count);
+    [[nodiscard]] std::vector<int> order() const;
+    [[nodiscard]] std::vector<std::thread::id> threads() const;
+    [[nodiscard]] std::size_t count() const;
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<int> order_;
+    std::vector<std::thread::id> threads_;
+};
+
+/// An engine on the manual output, connected and started.
+struct ManualEngine {
+    explicit ManualEngine(int discChannels = 2, int outputChannels = 0, double outputRate = 0,
+                          double discRate = 44100);
+    ManualAudioOutput* output;
+    std::unique_ptr<GraphAudioEngine> engine;
+    GraphPlayerNode& node() { return engine->playerNode(); }
+};
+
+} // namespace lorvan::test
