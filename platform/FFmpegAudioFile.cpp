@@ -128,6 +128,9 @@ public:
             verifyEnd();
         } else {
             length_ = countFrames();
+            // An MPEG-4 edit list states the exact playing length; the decoder leaves the
+            // encoder's padding of the last packet in, so the stated length wins when shorter.
+            if (fileType_ == LKAudioFileType::m4a && declared > 0) length_ = std::min(length_, declared);
         }
         opening_ = false;
     }

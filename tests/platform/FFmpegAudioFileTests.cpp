@@ -4,6 +4,7 @@
 #include "platform/FFmpegAudioFile.hpp"
 #include "support/TestSupport.hpp"
 
+#include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
@@ -165,9 +166,11 @@ TEST(FFmpegAudioFile, lossyFilesAreGaplessAndSeekConsistently) {
         auto file = openFFmpegAudioFile(Url::fileURL(directory.path() / name));
         EXPECT_EQ(file->fileType(), type);
         EXPECT_FALSE(file->bitDepth().has_value());
-        EXPECT_NEAR(static_cast<double>(file->length()), static_cast<double>(frames), 2048.0);
+        EXPECT_EQ(file->length(), frames);
         const auto whole = readAll(*file, 4096);
         ASSERT_EQ(static_cast<std::int64_t>(whole[0].size()), file->length());
+        // Not silence: the trimmed priming must not have shifted the music out.
+        EXPECT_GT(*std::max_element(whole[0].begin(), whole[0].begin() + 4096), 0.05F);
         PCMBuffer buffer(file->processingFormat(), 500);
         for (std::int64_t start : {std::int64_t{70000}, std::int64_t{1000}, file->length() - 10}) {
             file->setFramePosition(start);
