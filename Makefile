@@ -23,9 +23,15 @@ run: build
 	@test -f "$(DEMO_DIR)/Lorvan Demo.cue" || "$(CLI)" demo --dir "$(DEMO_DIR)" >/dev/null
 	@"$(CLI)" info "$(DEMO_DIR)/Lorvan Demo.cue"
 
+# The playback tests also run under ThreadSanitizer: they are the ones with threads to race.
+PLAYBACK_TESTS := lorvan_playback_engine_tests $(if $(wildcard tests/playback/player/CMakeLists.txt),lorvan_player_tests)
+
 test: build build-asan
 	ctest --preset default
 	ctest --preset asan
+	@cmake --preset tsan >/dev/null
+	@cmake --build --preset tsan --target $(PLAYBACK_TESTS)
+	ctest --preset tsan -R 'Engine|Player|playback'
 
 fuzz: bootstrap
 	@cmake --preset fuzz >/dev/null

@@ -95,21 +95,21 @@ void OfflineAudioOutput::start(AudioRenderSource& source) {
         done_ = false;
         failure_ = nullptr;
     }
-    source_ = &source;
+    source_.store(&source, std::memory_order_release);
     thread_ = std::thread([this, &source] { run(source); });
 }
 
 void OfflineAudioOutput::stop() noexcept {
     if (!thread_.joinable()) return;
     stopping_.store(true, std::memory_order_release);
-    source_->notifySupply();
+    source_.load(std::memory_order_acquire)->notifySupply();
     thread_.join();
-    source_ = nullptr;
+    source_.store(nullptr, std::memory_order_release);
 }
 
 void OfflineAudioOutput::finish() {
     finishing_.store(true, std::memory_order_release);
-    if (auto* source = source_) source->notifySupply();
+    if (auto* source = source_.load(std::memory_order_acquire)) source->notifySupply();
 }
 
 void OfflineAudioOutput::waitUntilFinished() {

@@ -71,7 +71,7 @@ private:
     Sink sink_;
     std::uint32_t blockFrames_;
     OutputConfiguration configuration_;
-    AudioRenderSource* source_ = nullptr;
+    std::atomic<AudioRenderSource*> source_{nullptr};
     std::atomic<bool> finishing_{false};
     std::atomic<bool> stopping_{false};
     std::atomic<std::uint64_t> delivered_{0};

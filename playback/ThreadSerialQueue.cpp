@@ -23,17 +23,21 @@ void runLogged(const std::function<void()>& work, const std::string& label) {
 } // namespace
 
 ThreadSerialQueue::ThreadSerialQueue(std::string label)
-    : label_(std::move(label))
-    , thread_([this] { run(); }) {}
+    : state_(std::make_shared<State>()) {
+    state_->label = std::move(label);
+    thread_ = std::thread([state = state_] { run(state); });
+    threadID_ = thread_.get_id();
+}
 
 ThreadSerialQueue::~ThreadSerialQueue() {
     {
-        std::lock_guard lock(mutex_);
-        closing_ = true;
+        std::lock_guard lock(state_->mutex);
+        state_->closing = true;
     }
-    wake_.notify_one();
+    state_->wake.notify_one();
     if (isCurrent()) {
-        // The last owner let go from inside its own work: the thread cannot join itself.
+        // The last owner let go from inside its own work: the thread cannot join itself, so it
+        // finishes the queued work on its own, holding the state.
         thread_.detach();
     } else {
         thread_.join();
@@ -42,11 +46,11 @@ ThreadSerialQueue::~ThreadSerialQueue() {
 
 void ThreadSerialQueue::async(std::function<void()> work) {
     {
-        std::lock_guard lock(mutex_);
-        if (closing_) return;
-        pending_.push_back(std::move(work));
+        std::lock_guard lock(state_->mutex);
+        if (state_->closing) return;
+        state_->pending.push_back(std::move(work));
     }
-    wake_.notify_one();
+    state_->wake.notify_one();
 }
 
 void ThreadSerialQueue::sync(std::function<void()> work) {
@@ -58,9 +62,9 @@ void ThreadSerialQueue::sync(std::function<void()> work) {
     auto finished = done.get_future();
     bool queued = false;
     {
-        std::lock_guard lock(mutex_);
-        if (!closing_) {
-            pending_.push_back([&] {
+        std::lock_guard lock(state_->mutex);
+        if (!state_->closing) {
+            state_->pending.push_back([&] {
                 try {
                     work();
                     done.set_value();
@@ -75,21 +79,21 @@ void ThreadSerialQueue::sync(std::function<void()> work) {
         work();
         return;
     }
-    wake_.notify_one();
+    state_->wake.notify_one();
     finished.get(); // rethrows what the work threw, on the caller's thread
 }
 
-void ThreadSerialQueue::run() {
+void ThreadSerialQueue::run(const std::shared_ptr<State>& state) {
     // Linux limits thread names to 15 characters.
-    pthread_setname_np(pthread_self(), label_.substr(0, 15).c_str());
-    std::unique_lock lock(mutex_);
+    pthread_setname_np(pthread_self(), state->label.substr(0, 15).c_str());
+    std::unique_lock lock(state->mutex);
     for (;;) {
-        wake_.wait(lock, [this] { return closing_ || !pending_.empty(); });
-        if (pending_.empty()) return;
-        auto work = std::move(pending_.front());
-        pending_.pop_front();
+        state->wake.wait(lock, [&] { return state->closing || !state->pending.empty(); });
+        if (state->pending.empty()) return;
+        auto work = std::move(state->pending.front());
+        state->pending.pop_front();
         lock.unlock();
-        runLogged(work, label_);
+        runLogged(work, state->label);
         work = nullptr; // captured state goes here, outside the lock
         lock.lock();
     }

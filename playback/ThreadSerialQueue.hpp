@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -28,19 +29,25 @@ public:
     /// Calling it from work on this queue runs `work` inline instead of waiting for itself.
     void sync(std::function<void()> work) override;
 
-    [[nodiscard]] const std::string& label() const { return label_; }
+    [[nodiscard]] const std::string& label() const { return state_->label; }
     /// True on the queue's own thread.
-    [[nodiscard]] bool isCurrent() const { return std::this_thread::get_id() == thread_.get_id(); }
+    [[nodiscard]] bool isCurrent() const { return std::this_thread::get_id() == threadID_; }
 
 private:
-    void run();
+    // Shared with the thread, so that the queue may be destroyed by its own work: the thread
+    // then finishes on its own and lets go of the state last.
+    struct State {
+        std::string label;
+        std::mutex mutex;
+        std::condition_variable wake;
+        std::deque<std::function<void()>> pending;
+        bool closing = false;
+    };
+    static void run(const std::shared_ptr<State>& state);
 
-    std::string label_;
-    std::mutex mutex_;
-    std::condition_variable wake_;
-    std::deque<std::function<void()>> pending_;
-    bool closing_ = false;
+    std::shared_ptr<State> state_;
     std::thread thread_;
+    std::thread::id threadID_;
 };
 
 } // namespace lorvan

@@ -50,8 +50,8 @@ void expectSignature(const Planes& planes, std::int64_t firstFrame, std::size_t 
 }
 
 TEST(EngineGraphTest, PassesManyOddBuffersGaplessAndBitExact) {
-    ManualEngine rig(2);
     CompletionLog log;
+    ManualEngine rig(2);
     constexpr std::int64_t total = 44100 * 2 + 17;
     const int buffers = scheduleOddBuffers(rig.node(), log, 2, total);
     rig.node().play();
@@ -77,8 +77,8 @@ TEST(EngineGraphTest, PassesManyOddBuffersGaplessAndBitExact) {
 }
 
 TEST(EngineGraphTest, DeviceStylePullsPadWithSilenceOnlyAfterTheAudio) {
-    ManualEngine rig(2);
     CompletionLog log;
+    ManualEngine rig(2);
     rig.node().scheduleBuffer(signatureBuffer(2, 0, 300), log.handler(0));
     rig.node().play();
     const auto block = rig.output->pull(512);
@@ -90,8 +90,8 @@ TEST(EngineGraphTest, DeviceStylePullsPadWithSilenceOnlyAfterTheAudio) {
 }
 
 TEST(EngineGraphTest, VolumeScalesEverySampleAndZeroSilences) {
-    ManualEngine rig(2);
     CompletionLog log;
+    ManualEngine rig(2);
     rig.node().setVolume(0.5F);
     EXPECT_EQ(rig.node().volume(), 0.5F);
     rig.node().scheduleBuffer(signatureBuffer(2, 0, 1000), log.handler(0));
@@ -106,8 +106,8 @@ TEST(EngineGraphTest, VolumeScalesEverySampleAndZeroSilences) {
 }
 
 TEST(EngineGraphTest, PauseHoldsThePositionAndPlayResumesAtTheNextFrame) {
-    ManualEngine rig(2);
     CompletionLog log;
+    ManualEngine rig(2);
     rig.node().scheduleBuffer(signatureBuffer(2, 0, 2000), log.handler(0));
     rig.node().play();
     expectSignature(rig.output->pull(700), 0, 700);
@@ -124,8 +124,8 @@ TEST(EngineGraphTest, PauseHoldsThePositionAndPlayResumesAtTheNextFrame) {
 }
 
 TEST(EngineGraphTest, StopDiscardsEverythingAndHasRunTheHandlersInOrderWhenItReturns) {
-    ManualEngine rig(2);
     CompletionLog log;
+    ManualEngine rig(2);
     for (int index = 0; index < 10; ++index)
         rig.node().scheduleBuffer(signatureBuffer(2, index * 500, 500), log.handler(index));
     rig.node().play();
@@ -144,9 +144,13 @@ TEST(EngineGraphTest, StopDiscardsEverythingAndHasRunTheHandlersInOrderWhenItRet
 }
 
 TEST(EngineGraphTest, StopReturnsWhenNothingRendersAndWhenCalledFromAHandler) {
+    // Declared before the engine: its destruction runs the handlers of what is left.
+    CompletionLog log;
+    CompletionLog after;
+    std::vector<int> seen;
+    std::mutex seenMutex;
     ManualEngine rig(2);
     rig.engine->stop(); // the output no longer pulls at all
-    CompletionLog log;
     for (int index = 0; index < 5; ++index)
         rig.node().scheduleBuffer(signatureBuffer(2, 0, 100), log.handler(index));
     rig.node().play();
@@ -155,8 +159,6 @@ TEST(EngineGraphTest, StopReturnsWhenNothingRendersAndWhenCalledFromAHandler) {
 
     // A handler that stops the node: the rest of the discarded handlers still run, in order.
     rig.engine->start();
-    std::vector<int> seen;
-    std::mutex seenMutex;
     auto record = [&](int index) {
         std::lock_guard lock(seenMutex);
         seen.push_back(index);
@@ -170,7 +172,6 @@ TEST(EngineGraphTest, StopReturnsWhenNothingRendersAndWhenCalledFromAHandler) {
         rig.node().scheduleBuffer(signatureBuffer(2, 0, 10), [&, index] { record(index); });
     rig.node().play();
     (void)rig.output->pull(10);
-    CompletionLog after;
     rig.node().scheduleBuffer(signatureBuffer(2, 0, 1), after.handler(0));
     rig.node().stop(); // orders after the handler above, whichever finished first
     std::lock_guard lock(seenMutex);
@@ -178,8 +179,8 @@ TEST(EngineGraphTest, StopReturnsWhenNothingRendersAndWhenCalledFromAHandler) {
 }
 
 TEST(EngineGraphTest, MonoDiscReachesBothSpeakers) {
-    ManualEngine rig(1, 2);
     CompletionLog log;
+    ManualEngine rig(1, 2);
     rig.node().scheduleBuffer(signatureBuffer(1, 0, 777), log.handler(0));
     rig.node().play();
     const auto block = rig.output->pullAvailable(1000);
@@ -192,9 +193,9 @@ TEST(EngineGraphTest, MonoDiscReachesBothSpeakers) {
 }
 
 TEST(EngineGraphTest, ConvertsToTheOutputRateWithoutChangingThePitch) {
+    CompletionLog log;
     ManualEngine rig(2, 2, 48000);
     ASSERT_EQ(rig.engine->outputConfiguration()->sampleRate, 48000);
-    CompletionLog log;
     for (int index = 0; index < 10; ++index)
         rig.node().scheduleBuffer(test::sineBuffer(2, index * 4410, 4410, 441), log.handler(index));
     rig.node().play();
@@ -216,8 +217,8 @@ float largestStep(const std::vector<float>& samples, std::size_t from = 1) {
 }
 
 TEST(EngineVarispeedTest, RateChangesAreSmoothAndRateOneIsBitExactAgain) {
-    ManualEngine rig(2);
     CompletionLog log;
+    ManualEngine rig(2);
     constexpr std::uint32_t chunk = 4410;
     constexpr int chunks = 60;
     for (int index = 0; index < chunks; ++index)
@@ -250,6 +251,7 @@ TEST(EngineVarispeedTest, RateChangesAreSmoothAndRateOneIsBitExactAgain) {
 
 TEST(EngineVarispeedTest, DoubleRateHalvesTheDurationThroughTheOfflineOutput) {
     std::vector<float> left;
+    CompletionLog log;
     auto offline =
         std::make_unique<OfflineAudioOutput>([&](const float* const* planes, int, std::uint32_t frames) {
             left.insert(left.end(), planes[0], planes[0] + frames);
@@ -258,7 +260,6 @@ TEST(EngineVarispeedTest, DoubleRateHalvesTheDurationThroughTheOfflineOutput) {
     GraphAudioEngine engine(std::move(offline), platform::soxrResamplerFactory());
     engine.connect(AudioFormat::processing(44100, 2));
     engine.varispeed().setRate(2.0F);
-    CompletionLog log;
     for (int index = 0; index < 20; ++index)
         engine.playerNode().scheduleBuffer(test::sineBuffer(2, index * 4410, 4410, 220), log.handler(index));
     engine.start();

@@ -40,17 +40,18 @@ struct OfflineRig {
         return changed.wait_for(lock, std::chrono::seconds(30),
                                 [&] { return !collected.empty() && collected[0].size() >= frames; });
     }
-    OfflineAudioOutput* output;
-    std::unique_ptr<GraphAudioEngine> engine;
+    // Before the engine, whose output thread writes them until the engine is gone.
     std::mutex mutex;
     std::condition_variable changed;
     test::Planes collected;
     int deliveries = 0;
+    OfflineAudioOutput* output;
+    std::unique_ptr<GraphAudioEngine> engine;
 };
 
-TEST(OfflineOutputTest, DeliversExactlyTheScheduledAudioAndWaitsInsteadOfRenderingSilence) {
-    OfflineRig rig;
+TEST(EngineOfflineOutputTest, DeliversExactlyTheScheduledAudioAndWaitsInsteadOfRenderingSilence) {
     CompletionLog log;
+    OfflineRig rig;
     rig.engine->start();
     rig.engine->playerNode().play();
     // Nothing scheduled yet: the output waits, it does not fill the gap.
@@ -80,7 +81,7 @@ TEST(OfflineOutputTest, DeliversExactlyTheScheduledAudioAndWaitsInsteadOfRenderi
                 << "frame " << at;
 }
 
-TEST(OfflineOutputTest, FinishWithNothingScheduledEndsAtOnceAndSinkFailuresReachTheCaller) {
+TEST(EngineOfflineOutputTest, FinishWithNothingScheduledEndsAtOnceAndSinkFailuresReachTheCaller) {
     OfflineRig rig;
     rig.engine->start();
     rig.output->finish();
@@ -88,24 +89,24 @@ TEST(OfflineOutputTest, FinishWithNothingScheduledEndsAtOnceAndSinkFailuresReach
     EXPECT_EQ(rig.output->framesDelivered(), 0U);
     rig.engine->stop();
 
+    CompletionLog log;
     auto failing = std::make_unique<OfflineAudioOutput>(
         [](const float* const*, int, std::uint32_t) { throw std::runtime_error("disk full"); });
     auto* output = failing.get();
     GraphAudioEngine engine(std::move(failing), platform::soxrResamplerFactory());
     engine.connect(AudioFormat::processing(44100, 2));
-    CompletionLog log;
     engine.playerNode().scheduleBuffer(signatureBuffer(2, 0, 100), log.handler(0));
     engine.start();
     engine.playerNode().play();
     EXPECT_THROW(output->waitUntilFinished(), std::runtime_error);
 }
 
-TEST(NullOutputTest, PlaysThroughTheScheduledAudioOnItsClock) {
+TEST(EngineNullOutputTest, PlaysThroughTheScheduledAudioOnItsClock) {
+    CompletionLog log;
     auto null = std::make_unique<NullAudioOutput>(std::chrono::milliseconds(5));
     GraphAudioEngine engine(std::move(null), platform::soxrResamplerFactory());
     engine.connect(AudioFormat::processing(44100, 1));
     EXPECT_EQ(engine.outputConfiguration()->channels, 2) << "a mono disc still goes to two speakers";
-    CompletionLog log;
     for (int index = 0; index < 4; ++index)
         engine.playerNode().scheduleBuffer(signatureBuffer(1, index * 441, 441), log.handler(index));
     engine.start();
@@ -117,7 +118,7 @@ TEST(NullOutputTest, PlaysThroughTheScheduledAudioOnItsClock) {
     engine.stop();
 }
 
-TEST(PlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning) {
+TEST(EnginePlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning) {
     test::CapturedLog captured;
     EXPECT_EQ(platform::makePlaybackOutput(platform::OutputChoice::null)->name(), "null");
     auto output = platform::makePlaybackOutput(platform::OutputChoice::device);
@@ -136,10 +137,10 @@ TEST(PlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning) {
 // Scheduling on one thread, rendering on another, stop and play from a third: every handler
 // runs exactly once, in scheduling order, never on the render thread; ThreadSanitizer is silent.
 TEST(EngineConcurrencyTest, ScheduleRenderAndStopOnThreeThreads) {
-    OfflineRig rig;
     constexpr int buffers = 3000;
     std::mutex mutex;
     std::vector<int> order;
+    OfflineRig rig;
     std::atomic<bool> scheduling{true};
     rig.engine->start();
     rig.engine->playerNode().play();

@@ -11,7 +11,7 @@
 namespace lorvan {
 namespace {
 
-TEST(ThreadSerialQueueTest, RunsWorkInOrderOffTheCallersThreadAndSyncWaits) {
+TEST(EngineThreadSerialQueueTest, RunsWorkInOrderOffTheCallersThreadAndSyncWaits) {
     ThreadSerialQueue queue("populateDequeQueue");
     EXPECT_EQ(queue.label(), "populateDequeQueue");
     std::vector<int> ran; // touched only on the queue, read after a sync
@@ -29,7 +29,7 @@ TEST(ThreadSerialQueueTest, RunsWorkInOrderOffTheCallersThreadAndSyncWaits) {
     EXPECT_FALSE(queue.isCurrent());
 }
 
-TEST(ThreadSerialQueueTest, SyncFromItsOwnWorkRunsInlineAndSyncRethrows) {
+TEST(EngineThreadSerialQueueTest, SyncFromItsOwnWorkRunsInlineAndSyncRethrows) {
     ThreadSerialQueue queue("scheduleBufferQueue");
     bool inner = false;
     queue.sync([&] { queue.sync([&] { inner = queue.isCurrent(); }); });
@@ -42,7 +42,7 @@ TEST(ThreadSerialQueueTest, SyncFromItsOwnWorkRunsInlineAndSyncRethrows) {
     EXPECT_EQ(after, 1);
 }
 
-TEST(ThreadSerialQueueTest, DestructionRunsWhatWasQueuedAndWorkMayOwnTheQueue) {
+TEST(EngineThreadSerialQueueTest, DestructionRunsWhatWasQueuedAndWorkMayOwnTheQueue) {
     std::atomic<int> count{0};
     {
         ThreadSerialQueue queue("drain");
@@ -66,7 +66,7 @@ TEST(ThreadSerialQueueTest, DestructionRunsWhatWasQueuedAndWorkMayOwnTheQueue) {
         std::this_thread::yield();
 }
 
-TEST(ManualExecutorsTest, WorkRunsOnlyWhenDrainedAndSyncRunsPendingFirst) {
+TEST(EngineManualExecutorsTest, WorkRunsOnlyWhenDrainedAndSyncRunsPendingFirst) {
     ManualSerialQueue queue;
     std::vector<int> ran;
     queue.async([&] { ran.push_back(1); });
