@@ -60,7 +60,15 @@ bool writePreviews(const std::filesystem::path& directory) {
     std::unique_ptr<QGuiApplication> gui;
     if (!QCoreApplication::instance()) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
+        // Without a desktop session Qt complains about a runtime folder it does not need here.
+        static QtMessageHandler forward = nullptr;
+        forward = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext& context, const QString& message) {
+                if (message.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set"))) return;
+                if (forward) forward(type, context, message);
+            });
         gui = std::make_unique<QGuiApplication>(argc, argv);
+        qInstallMessageHandler(forward);
     }
 
     const DotMatrixRasterizer rasterizer(UnifontGlyphs::shared(), DisplayFont::defaultFont());
