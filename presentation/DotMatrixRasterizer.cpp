@@ -97,7 +97,7 @@ std::string DisplayFontError::kindName() const {
 }
 
 std::optional<std::string> DisplayFontError::errorDescription() const {
-    return "The display font's glyphs could not be loaded.";
+    return "The display font's glyphs could not be loaded";
 }
 
 std::optional<std::string> DisplayFontError::failureReason() const {

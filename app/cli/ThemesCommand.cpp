@@ -1,3 +1,4 @@
+#include "CliSupport.hpp"
 #include "Commands.hpp"
 #include "app/display/DotMatrixDisplayRenderer.hpp"
 #include "core/LogEntry.hpp"
@@ -121,11 +122,8 @@ void addThemesCommand(CLI::App& app, int& status) {
             for (const auto theme : allBuiltInThemes)
                 std::printf("%s %s\n", selected == theme ? "*" : " ", std::string(rawValue(theme)).c_str());
             status = exitSuccess;
-        } catch (const LocalizedError& error) {
-            std::printf("%s\n", (error.errorDescription().value_or(error.what()) + " " +
-                                 error.failureReason().value_or(""))
-                                    .c_str());
-            status = exitRefused;
+        } catch (const LocalizedError& error) { // the glyphs are missing
+            status = reportRefusal(error, false);
         }
     });
 }

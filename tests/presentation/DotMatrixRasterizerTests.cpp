@@ -141,7 +141,7 @@ TEST(UnifontGlyphs, RefusesMissingAndMalformedFilesWithAClearError) {
         EXPECT_NE(error.recoverySuggestion()->find("unifont"), std::string::npos);
     }
     EXPECT_TRUE(log.contains("! Error"));
-    EXPECT_TRUE(log.contains("The display font's glyphs could not be loaded."));
+    EXPECT_TRUE(log.contains("The display font's glyphs could not be loaded | 'There is no glyph file at"));
 
     const auto junk = directory.write("junk.hex", "hello\n0041:12\nZZZZ:0000000018242442427E424242420000\n");
     try {

@@ -19,11 +19,13 @@ struct Run {
     std::string out;
 };
 
-/// Runs lorvan-cli with its settings in `configHome`, standard error discarded.
-Run cli(const std::filesystem::path& configHome, const std::string& arguments) {
+/// Runs lorvan-cli with its settings in `configHome` and any extra `environment` assignments,
+/// standard error discarded.
+Run cli(const std::filesystem::path& configHome, const std::string& arguments,
+        const std::string& environment = "") {
     Run run;
-    const std::string command =
-        "XDG_CONFIG_HOME='" + configHome.string() + "' '" + LORVAN_CLI + "' " + arguments + " 2>/dev/null";
+    const std::string command = environment + " XDG_CONFIG_HOME='" + configHome.string() + "' '" +
+                                LORVAN_CLI + "' " + arguments + " 2>/dev/null";
     FILE* pipe = popen(command.c_str(), "r");
     if (!pipe) return run;
     std::array<char, 4096> buffer{};
@@ -89,6 +91,11 @@ TEST(ThemesCommand, WritesOnePreviewPerTheme) {
 
     const auto blocked = home.write("file", "not a folder");
     EXPECT_EQ(cli(home.path(), "themes --preview '" + blocked.string() + "'").status, 1);
+
+    const auto noGlyphs = cli(home.path(), "themes --preview '" + (home.path() / "other").string() + "'",
+                              "LORVAN_UNIFONT_HEX=/nonexistent/unifont.hex");
+    EXPECT_EQ(noGlyphs.status, 1);
+    EXPECT_THAT(noGlyphs.out, HasSubstr("There is no glyph file at /nonexistent/unifont.hex."));
 }
 
 } // namespace
