@@ -1,0 +1,252 @@
+// Reading ahead, scheduling, completions and resets: gapless and exact output, the limits of
+// the deque and of the node, read failures, and the buffering meter.
+
+#include "PlayerTestSupport.hpp"
+#include "support/TestSupport.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace lorvan::test {
+namespace {
+
+using State = AudioDiscPlayer::State;
+
+/// The left channel `makeDisc` generates for `first`...`first + count - 1`.
+std::vector<float> expectedFrames(std::int64_t first, std::int64_t count) {
+    std::vector<float> frames;
+    for (std::int64_t frame = first; frame < first + count; ++frame)
+        frames.push_back(frameSample(frame));
+    return frames;
+}
+
+TEST(BufferSchedulingTest, AMultiFileDiscWithPregapsPlaysBitExactFromStartToEnd) {
+    PlayerHarness h;
+    // Lengths that are no multiple of a buffer, an artificial pregap, and track pregaps that
+    // lie in the previous files.
+    const std::vector<std::int64_t> lengths{5'003, 3'001, 7'777};
+    const std::int64_t total = 150 + 5'003 + 3'001 + 7'777;
+    h.player->insertDisc(makeDisc(
+        lengths, {{0, 0, 0}, {150, 0, 1}, {4'000, 1, 0}, {5'500, 1, 1}, {7'900, 2, 0}, {9'000, 2, 1}}, 150));
+    h.player->seekToFrame(0, false);
+    h.consumeAll();
+
+    ASSERT_EQ(h.node().heard.size(), 2U);
+    std::vector<float> expected(150, 0.0F);
+    const auto rest = expectedFrames(150, total - 150);
+    expected.insert(expected.end(), rest.begin(), rest.end());
+    EXPECT_EQ(h.node().heard[0], expected);
+    EXPECT_EQ(h.node().heard[1].size(), static_cast<std::size_t>(total));
+    EXPECT_EQ(h.node().heard[1][200], -frameSample(200));
+    EXPECT_EQ(h.player->state(), State::stopped) << "the end of the disc was reached";
+}
+
+TEST(BufferSchedulingTest, TheLastShortBufferAdvancesByItsFrameLength) {
+    PlayerHarness h;
+    const std::int64_t total = 3 * 882 + 100;
+    h.player->insertDisc(makeDisc({total}, {{0, 0, 1}}));
+    h.player->seekToFrame(0, false);
+    h.pump();
+    ASSERT_EQ(h.node().scheduled.size(), 4U);
+    EXPECT_EQ(h.node().scheduled.back().buffer->frameLength(), 100U);
+    EXPECT_EQ(h.node().scheduled.back().buffer->frameCapacity(), 882U);
+
+    std::vector<std::int64_t> positions;
+    h.player->onPositionsChanged = [&](bool, bool, double, std::int64_t frame, auto...) {
+        positions.push_back(frame);
+    };
+    h.player->playPause(); // pause, so that the end is recorded instead of acted upon
+    while (h.node().consumeOne()) {
+    }
+    EXPECT_EQ(h.player->discFramePosition(), total);
+    EXPECT_TRUE(h.player->lastFrameReachedWhilePaused());
+    EXPECT_EQ(positions, (std::vector<std::int64_t>{882, 1'764, 2'646}));
+}
+
+TEST(BufferSchedulingTest, FillReadsNothingFromTheLastFrame) {
+    PlayerHarness h;
+    const std::int64_t total = 2 * 882 + 1;
+    h.player->insertDisc(makeDisc({total}, {{0, 0, 1}}));
+    h.player->seekToFrame(total - 1, false);
+    EXPECT_EQ(h.populate->pending.size(), 0U) << "the bound is the end minus one";
+    h.pump();
+    EXPECT_TRUE(h.node().scheduled.empty());
+
+    // The same bound leaves a single trailing frame unread when playing from the start.
+    h.player->seekToFrame(0, false);
+    h.pump();
+    EXPECT_EQ(h.node().scheduled.size(), 2U);
+    EXPECT_EQ(h.player->currentBufferingPosition(), total - 1);
+}
+
+TEST(BufferSchedulingTest, NewBuffersGoInFrontAndTheOldestAreScheduledFirst) {
+    PlayerHarness h;
+    h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}}));
+    h.player->seekToFrame(1'000, false);
+    ASSERT_EQ(h.populate->drain(), 1);
+    EXPECT_EQ(h.player->dequeCount(), AudioDiscPlayer::readAheadLimit);
+    EXPECT_EQ(h.player->currentBufferingPosition(), 1'000 + 50 * 882);
+
+    h.pump();
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), AudioDiscPlayer::schedulingLimit);
+    EXPECT_EQ(h.player->dequeCount(), AudioDiscPlayer::readAheadLimit);
+    ASSERT_EQ(h.node().scheduled.size(), 450U);
+    for (std::size_t i = 0; i < h.node().scheduled.size(); ++i)
+        ASSERT_EQ(h.node().scheduled[i].buffer->channelData(0)[0],
+                  frameSample(1'000 + 882 * static_cast<long>(i)))
+            << "buffer " << i;
+    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().level(), 1.0);
+}
+
+TEST(BufferSchedulingTest, WithAFullDequeFillReadsNothingAndTheSchedulerDrainsIt) {
+    PlayerHarness h;
+    h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}}));
+    h.player->seekToFrame(0, false);
+    h.pump();
+    const std::int64_t reading = h.player->currentBufferingPosition();
+
+    h.player->fill();
+    h.populate->drain();
+    EXPECT_EQ(h.player->currentBufferingPosition(), reading);
+    EXPECT_EQ(h.player->dequeCount(), 50);
+    h.pump();
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 450);
+
+    ASSERT_TRUE(h.node().consumeOne());
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 449);
+    h.scheduler->drain();
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 450);
+    EXPECT_EQ(h.player->dequeCount(), 49);
+    h.pump();
+    EXPECT_EQ(h.player->dequeCount(), 50);
+    EXPECT_EQ(h.player->currentBufferingPosition(), reading + 882);
+}
+
+TEST(BufferSchedulingTest, SeekingWhileBuffersAreScheduledCountsNoFlushedBuffer) {
+    PlayerHarness h;
+    h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}, {1'000'000, 1, 1}}));
+    h.player->seekToFrame(0, false);
+    h.consume(10);
+    ASSERT_EQ(h.player->discFramePosition(), 8'820);
+    const int stops = h.node().stopCount;
+
+    h.player->seekToFrame(1'234'567, false);
+    EXPECT_EQ(h.node().stopCount, stops + 1);
+    EXPECT_EQ(h.player->discFramePosition(), 1'234'567);
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 0);
+    EXPECT_EQ(h.player->currentDequeIndex(), 0);
+    EXPECT_FALSE(h.player->playbackIsResetting());
+
+    h.node().heard.clear();
+    h.consume(3);
+    EXPECT_EQ(h.player->discFramePosition(), 1'234'567 + 3 * 882);
+    EXPECT_EQ(h.node().heard[0], expectedFrames(1'234'567, 3 * 882))
+        << "the first frame heard is the frame sought";
+}
+
+TEST(BufferSchedulingTest, AResetRewindsEveryFileAndEmptiesThePipeline) {
+    PlayerHarness h;
+    h.player->insertDisc(makeDisc({500'000, 500'000}, {{0, 0, 1}, {500'000, 1, 1}}));
+    h.player->seekToFrame(490'000, false);
+    h.pump();
+    ASSERT_GT(h.player->dequeCount(), 0);
+    h.player->reset();
+    EXPECT_EQ(h.player->dequeCount(), 0);
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 0);
+    EXPECT_EQ(h.player->currentBufferingPosition(), 0);
+    EXPECT_TRUE(h.node().scheduled.empty());
+    for (const auto& file : h.player->disc()->data->audioFiles())
+        EXPECT_EQ(file->framePosition(), 0);
+    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().level(), 0.0);
+}
+
+TEST(BufferSchedulingTest, AReadErrorIsPrintedAndRetriedFromTheSameFrame) {
+    PlayerHarness h;
+    std::vector<std::shared_ptr<std::atomic<bool>>> failing;
+    h.player->insertDisc(makeDisc({200'000, 600'000}, {{0, 0, 1}, {200'000, 1, 1}}, 0, &failing));
+    h.player->seekToFrame(100'000, false);
+    h.pump();
+    const std::int64_t stalledAt = h.player->currentBufferingPosition();
+
+    CapturedLog log;
+    failing[0]->store(true);
+    failing[1]->store(true);
+    h.consume(5);
+    const std::string description = LKOSStatus(-39).errorDescription().value_or(LKOSStatus(-39).what());
+    EXPECT_TRUE(log.contains(description)) << log.text();
+    EXPECT_EQ(h.player->currentBufferingPosition(), stalledAt) << "nothing was read past the failure";
+    EXPECT_EQ(h.player->state(), State::playing);
+
+    failing[0]->store(false);
+    failing[1]->store(false);
+    h.node().heard.clear();
+    const std::int64_t position = h.player->discFramePosition();
+    h.consume(600);
+    // 600 buffers, one of them cut short by the end of the first file.
+    const auto expected = expectedFrames(position, 599 * 882 + 334);
+    ASSERT_EQ(h.node().heard[0].size(), expected.size());
+    const auto mismatch = std::mismatch(expected.begin(), expected.end(), h.node().heard[0].begin());
+    EXPECT_EQ(mismatch.first, expected.end())
+        << "no gap and no repeat across the failure; first difference at frame "
+        << position + (mismatch.first - expected.begin());
+}
+
+// MARK: - Buffering meter
+
+class BufferingMeterTest : public ::testing::Test {
+protected:
+    std::shared_ptr<DrainedQueue> mainThread = std::make_shared<DrainedQueue>();
+    std::shared_ptr<AudioBufferingMeter> meter = AudioBufferingMeter::create(mainThread);
+};
+
+TEST_F(BufferingMeterTest, StepsOfATenthAreLoggedAndPublishedOnTheMainThread) {
+    std::vector<double> published;
+    meter->onDisplayLevelChanged = [&](double level) { published.push_back(level); };
+    CapturedLog log;
+    meter->update(24); // 0.048 -> 0.0: no step
+    meter->update(25); // 0.05 -> 0.1, half away from zero
+    meter->update(74); // 0.148 -> 0.1: no step
+    meter->update(150);
+    meter->update(500);
+    EXPECT_DOUBLE_EQ(meter->level(), 1.0);
+    EXPECT_DOUBLE_EQ(meter->discreteLevel(), 1.0);
+    EXPECT_EQ(meter->displayLevel(), 0.0) << "published only on the main thread";
+
+    std::vector<std::string> values;
+    for (const std::string& line : log.lines()) {
+        ASSERT_NE(line.find("Buffering Level"), std::string::npos) << line;
+        values.push_back(line.substr(line.rfind(": ") + 2));
+    }
+    EXPECT_THAT(values, ::testing::ElementsAre("10 %", "30 %", "100 %"));
+
+    mainThread->drain();
+    EXPECT_DOUBLE_EQ(meter->displayLevel(), 1.0);
+    EXPECT_EQ(published, (std::vector<double>{1.0})) << "the gauge settles on the newest step";
+}
+
+TEST_F(BufferingMeterTest, EveryTenthPrintsItsPercentage) {
+    CapturedLog log;
+    for (long buffers = 50; buffers <= 500; buffers += 50)
+        meter->update(buffers);
+    std::vector<std::string> values;
+    for (const std::string& line : log.lines())
+        values.push_back(line.substr(line.rfind(": ") + 2));
+    EXPECT_THAT(values, ::testing::ElementsAre("10 %", "20 %", "30 %", "40 %", "50 %", "60 %", "70 %", "80 %",
+                                               "90 %", "100 %"));
+}
+
+TEST(BufferingMeterPlayerTest, ThePlayerMetersDequeAndScheduledBuffersOutOf500) {
+    PlayerHarness h;
+    h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}}));
+    h.player->seekToFrame(0, false);
+    h.populate->drain();
+    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().level(), 50.0 / 500.0);
+    h.pump();
+    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().displayLevel(), 1.0);
+    h.player->stopEject();
+    h.pump();
+    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().displayLevel(), 0.0);
+}
+
+} // namespace
+} // namespace lorvan::test
