@@ -202,7 +202,7 @@ public:
 
     // MARK: Reading ahead (normally driven by the player itself)
 
-    /// Main thread: starts a reading pass on the reader queue unless resetting, without a disc,
+    /// Any thread: starts a reading pass on the reader queue unless resetting, without a disc,
     /// or when the reading position is at the disc's last frame or beyond.
     void fill();
     /// Any thread: starts a scheduling pass on the scheduler queue unless resetting or without a disc.

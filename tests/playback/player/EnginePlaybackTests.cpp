@@ -3,11 +3,14 @@
 // the transport run.
 
 #include "PlayerTestSupport.hpp"
+#include "platform/FFmpegAudioEncoder.hpp"
+#include "platform/PlatformDiscServices.hpp"
 #include "platform/SoxrResampler.hpp"
 #include "playback/BuiltInOutputs.hpp"
 #include "playback/GraphAudioEngine.hpp"
 #include "playback/ManualExecutors.hpp"
 #include "playback/ThreadSerialQueue.hpp"
+#include "support/TestSupport.hpp"
 
 #include <atomic>
 #include <gtest/gtest.h>
@@ -141,6 +144,41 @@ TEST(EnginePlaybackTest, PausedPlaybackResumesWhereItStopped) {
     h.pump();
     GraphHarness::append(heard, h.output->pullAvailable(5'000));
     EXPECT_EQ(heard[0], discFrames(0, 10'000, 0, true));
+}
+
+TEST(EnginePlaybackTest, OpeningACueSheetLoadsItsDiscAndAFailureKeepsTheDiscInPlace) {
+    TemporaryDirectory directory;
+    constexpr std::int64_t frames = 588 * 40;
+    std::vector<std::int32_t> samples;
+    for (std::int64_t frame = 0; frame < frames; ++frame) {
+        samples.push_back(static_cast<std::int32_t>(frame % 20'000));
+        samples.push_back(-static_cast<std::int32_t>(frame % 20'000));
+    }
+    platform::writeAudioFile(directory.path() / "disc.wav", platform::AudioFileEncoding::wave, 44100, 2, 16,
+                             samples);
+    const auto sheet =
+        directory.write("disc.cue", "FILE \"disc.wav\" WAVE\n"
+                                    "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                                    "  TRACK 02 AUDIO\n    INDEX 00 00:00:10\n    INDEX 01 00:00:20\n");
+    GraphHarness h;
+    const AudioDiscServices services = platform::audioDiscServices();
+    h.player->openCueSheet(Url::fileURL(sheet), false, services);
+    ASSERT_NE(h.player->disc(), nullptr);
+    EXPECT_EQ(h.player->disc()->tracks.size(), 2U);
+    EXPECT_EQ(h.player->state(), State::stopped);
+    EXPECT_TRUE(h.engine->isRunning());
+
+    h.player->nextTrack();
+    h.player->nextTrack();
+    h.pump();
+    EXPECT_EQ(h.player->discFramePosition(), 20 * 588);
+    const Planes heard = h.output->pullAvailable(10);
+    EXPECT_EQ(heard[0].at(0), static_cast<float>(20 * 588) / 32'768.0F) << "16-bit samples, read exactly";
+
+    const auto disc = h.player->disc();
+    EXPECT_ANY_THROW(h.player->openCueSheet(Url::fileURL(directory.path() / "missing.cue"), true, services));
+    EXPECT_EQ(h.player->disc(), disc);
+    EXPECT_EQ(h.player->state(), State::playing);
 }
 
 // Real queues, a device thread pulling all the time, and random transport on this thread as
