@@ -227,24 +227,14 @@ TEST_F(PlayerTest, PlayPauseCyclesAndPausingResetsTheMetersOnTheSchedulerQueue) 
     EXPECT_EQ(player().amplifier().discreteLeftChannelAudioLevel(), 0.0);
     EXPECT_EQ(player().amplifier().uiLeftChannelAudioLevel(), 0.0);
 
-    player().playPause();
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_TRUE(h.node().playing);
-    EXPECT_EQ(recorder.count("state 2"), 1);
-    EXPECT_EQ(recorder.count("state 1"), 2);
-}
-
-TEST_F(PlayerTest, PlayIsANoOpWhilePlayingAndResumesWhilePaused) {
-    insert();
     player().play();
-    h.consume(2);
+    EXPECT_EQ(player().state(), State::playing) << "play resumes a pause";
+    EXPECT_TRUE(h.node().playing);
     const int stops = h.node().stopCount;
     player().play();
-    EXPECT_EQ(h.node().stopCount, stops) << "playing again must not restart";
-    player().playPause();
-    player().play();
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_EQ(player().discFramePosition(), 2'000 + 2 * 882);
+    EXPECT_EQ(h.node().stopCount, stops) << "play while playing does nothing";
+    EXPECT_EQ(recorder.count("state 2"), 1);
+    EXPECT_EQ(recorder.count("state 1"), 2);
 }
 
 TEST_F(PlayerTest, SeeksClampOutOfRangeFramesToZero) {
@@ -386,6 +376,10 @@ TEST_F(PlayerTest, NextTrackStartsFromStoppedAndHonoursRepeatAtTheLastEntry) {
 
 TEST_F(PlayerTest, PreviousTrackRestartsFromTheGoldenRatioInSeconds) {
     insert();
+    player().previousTrack();
+    EXPECT_EQ(player().state(), State::playing) << "from stopped: plays the current entry";
+    EXPECT_EQ(player().discFramePosition(), 2'000);
+
     const std::int64_t threshold = player().restartThresholdFrames();
     EXPECT_EQ(threshold, 71'355) << "44100 x 1.618033988749895, truncated";
 
@@ -409,13 +403,6 @@ TEST_F(PlayerTest, PreviousTrackRestartsFromTheGoldenRatioInSeconds) {
     player().seekToFrame(5'000, false);
     player().previousTrack();
     EXPECT_EQ(player().discFramePosition(), 180'000) << "repeat disc wraps to the last entry";
-}
-
-TEST_F(PlayerTest, PreviousTrackFromStoppedPlaysTheCurrentEntry) {
-    insert();
-    player().previousTrack();
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_EQ(player().discFramePosition(), 2'000);
 }
 
 TEST_F(PlayerTest, ChapterNavigationStaysInsideTheTrack) {

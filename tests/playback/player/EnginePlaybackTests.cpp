@@ -133,19 +133,6 @@ TEST(EnginePlaybackTest, SeeksReachTheOutputWithTheExactFrame) {
     EXPECT_EQ(rest[0], discFrames(total - 100, total, 0, true));
 }
 
-TEST(EnginePlaybackTest, PausedPlaybackResumesWhereItStopped) {
-    GraphHarness h;
-    h.player->load(makeDisc({100'000}, {{0, 0, 1}}), true);
-    h.pump();
-    Planes heard = h.output->pullAvailable(5'000);
-    h.player->playPause();
-    EXPECT_TRUE(h.output->pullAvailable(1'000).at(0).empty()) << "a paused node renders nothing";
-    h.player->playPause();
-    h.pump();
-    GraphHarness::append(heard, h.output->pullAvailable(5'000));
-    EXPECT_EQ(heard[0], discFrames(0, 10'000, 0, true));
-}
-
 TEST(EnginePlaybackTest, OpeningACueSheetLoadsItsDiscAndAFailureKeepsTheDiscInPlace) {
     TemporaryDirectory directory;
     constexpr std::int64_t frames = 588 * 40;
