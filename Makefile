@@ -24,7 +24,7 @@ run: build
 	@"$(CLI)" info "$(DEMO_DIR)/Lorvan Demo.cue"
 
 # The playback tests also run under ThreadSanitizer: they are the ones with threads to race.
-PLAYBACK_TESTS := lorvan_playback_engine_tests $(if $(wildcard tests/playback/player/CMakeLists.txt),lorvan_player_tests)
+PLAYBACK_TESTS := lorvan_playback_engine_tests lorvan_playback_integration_tests $(if $(wildcard tests/playback/player/CMakeLists.txt),lorvan_player_tests)
 
 test: build build-asan
 	ctest --preset default

@@ -11,7 +11,9 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 namespace lorvan::platform {
@@ -214,6 +216,203 @@ void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encodin
     check(avcodec_send_frame(out.codec, nullptr), "ExtAudioFileWrite");
     drain();
     check(av_write_trailer(out.format), "ExtAudioFileWrite");
+}
+
+} // namespace lorvan::platform
+
+namespace lorvan::platform {
+namespace {
+
+constexpr const char* streamFunction = "AudioStreamWriter";
+
+template <typename Integer> Integer quantize(float sample, double steps) {
+    // Nearest step, then clip: floats decoded from integers map back to the same integers.
+    const double scaled = std::nearbyint(static_cast<double>(sample) * steps);
+    const double low = -steps;
+    const double high = steps - 1.0;
+    return static_cast<Integer>(scaled < low ? low : (scaled > high ? high : scaled));
+}
+
+} // namespace
+
+struct AudioStreamWriter::State {
+    Output out;
+    AVStream* stream = nullptr;
+    std::optional<Url> url;
+    int channels = 0;
+    int sampleRate = 0;
+    PCMSampleFormat format = PCMSampleFormat::s16;
+    int frameSize = 4096;
+    bool fixedFrames = false;
+    std::int64_t pts = 0;
+    std::int64_t written = 0;
+    bool finished = false;
+    // Fixed-size encoders get whole frames; the remainder waits here, planar.
+    std::vector<std::vector<float>> pending;
+
+    void check(int status, std::string_view operation) const {
+        if (status < 0) checkStatus(status, operation, url, streamFunction);
+    }
+
+    void drain() {
+        for (;;) {
+            const int status = avcodec_receive_packet(out.codec, out.packet);
+            if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) return;
+            check(status, "ExtAudioFileWrite");
+            av_packet_rescale_ts(out.packet, out.codec->time_base, stream->time_base);
+            out.packet->stream_index = stream->index;
+            check(av_interleaved_write_frame(out.format, out.packet), "ExtAudioFileWrite");
+        }
+    }
+
+    void encode(const float* const* planes, std::size_t offset, int frames) {
+        av_frame_unref(out.frame);
+        out.frame->format = out.codec->sample_fmt;
+        out.frame->sample_rate = sampleRate;
+        check(av_channel_layout_copy(&out.frame->ch_layout, &out.codec->ch_layout), "ExtAudioFileWrite");
+        out.frame->nb_samples = frames;
+        check(av_frame_get_buffer(out.frame, 0), "ExtAudioFileWrite");
+        const auto sampleFormat = static_cast<AVSampleFormat>(out.frame->format);
+        const bool planar = av_sample_fmt_is_planar(sampleFormat) != 0;
+        for (int c = 0; c < channels; ++c) {
+            const float* source = planes[c] + offset;
+            for (int i = 0; i < frames; ++i) {
+                const int plane = planar ? c : 0;
+                const int index = planar ? i : i * channels + c;
+                switch (format) {
+                case PCMSampleFormat::s16:
+                    reinterpret_cast<std::int16_t*>(out.frame->extended_data[plane])[index] =
+                        quantize<std::int16_t>(source[i], 32768.0);
+                    break;
+                case PCMSampleFormat::s24:
+                    // In the top bits of a 32-bit word, as FFmpeg expects.
+                    reinterpret_cast<std::int32_t*>(out.frame->extended_data[plane])[index] =
+                        static_cast<std::int32_t>(
+                            static_cast<std::uint32_t>(quantize<std::int32_t>(source[i], 8388608.0)) << 8U);
+                    break;
+                case PCMSampleFormat::f32:
+                    reinterpret_cast<float*>(out.frame->extended_data[plane])[index] = source[i];
+                    break;
+                }
+            }
+        }
+        out.frame->pts = pts;
+        pts += frames;
+        written += frames;
+        check(avcodec_send_frame(out.codec, out.frame), "ExtAudioFileWrite");
+        drain();
+    }
+
+    void encodePending(bool final) {
+        std::vector<const float*> pointers(static_cast<std::size_t>(channels));
+        for (int c = 0; c < channels; ++c)
+            pointers[static_cast<std::size_t>(c)] = pending[static_cast<std::size_t>(c)].data();
+        const std::size_t available = pending.front().size();
+        std::size_t offset = 0;
+        while (available - offset >= static_cast<std::size_t>(frameSize) || (final && offset < available)) {
+            const int frames = static_cast<int>(std::min<std::size_t>(available - offset, frameSize));
+            encode(pointers.data(), offset, frames);
+            offset += static_cast<std::size_t>(frames);
+        }
+        for (auto& plane : pending)
+            plane.erase(plane.begin(), plane.begin() + static_cast<std::ptrdiff_t>(offset));
+    }
+};
+
+AudioStreamWriter::AudioStreamWriter(const std::filesystem::path& path, AudioFileEncoding encoding,
+                                     int sampleRate, int channels, PCMSampleFormat format)
+    : state_(std::make_unique<State>()) {
+    installFFmpegStatusDescriptions();
+    State& s = *state_;
+    s.url = Url::fileURL(path);
+    s.channels = channels;
+    s.sampleRate = sampleRate;
+    s.format = format;
+    if (encoding != AudioFileEncoding::wave && encoding != AudioFileEncoding::flac)
+        throw std::invalid_argument("only WAVE and FLAC files can be written");
+    if (encoding == AudioFileEncoding::flac && format == PCMSampleFormat::f32)
+        throw std::invalid_argument("FLAC holds integer samples only; use s16 or s24");
+    if (channels <= 0 || sampleRate <= 0)
+        checkStatus(AVERROR(EINVAL), "ExtAudioFileCreateWithURL", s.url, streamFunction);
+
+    AVCodecID codecID = AV_CODEC_ID_FLAC;
+    AVSampleFormat sampleFormat = format == PCMSampleFormat::s16 ? AV_SAMPLE_FMT_S16 : AV_SAMPLE_FMT_S32;
+    if (encoding == AudioFileEncoding::wave) {
+        codecID = format == PCMSampleFormat::s16   ? AV_CODEC_ID_PCM_S16LE
+                  : format == PCMSampleFormat::s24 ? AV_CODEC_ID_PCM_S24LE
+                                                   : AV_CODEC_ID_PCM_F32LE;
+        if (format == PCMSampleFormat::f32) sampleFormat = AV_SAMPLE_FMT_FLT;
+    }
+    const std::string pathText = path.string();
+    s.check(avformat_alloc_output_context2(&s.out.format, nullptr,
+                                           encoding == AudioFileEncoding::wave ? "wav" : "flac",
+                                           pathText.c_str()),
+            "ExtAudioFileCreateWithURL");
+    const AVCodec* codec = avcodec_find_encoder(codecID);
+    if (codec == nullptr)
+        checkStatus(AVERROR_ENCODER_NOT_FOUND, "ExtAudioFileCreateWithURL", s.url, streamFunction);
+    s.stream = avformat_new_stream(s.out.format, nullptr);
+    s.out.codec = avcodec_alloc_context3(codec);
+    if (s.stream == nullptr || s.out.codec == nullptr)
+        checkStatus(AVERROR(ENOMEM), "ExtAudioFileCreateWithURL", s.url, streamFunction);
+    s.out.codec->sample_rate = sampleRate;
+    av_channel_layout_default(&s.out.codec->ch_layout, channels);
+    s.out.codec->sample_fmt = sampleFormat;
+    s.out.codec->bits_per_raw_sample = format == PCMSampleFormat::s16   ? 16
+                                       : format == PCMSampleFormat::s24 ? 24
+                                                                        : 32;
+    s.out.codec->time_base = AVRational{1, sampleRate};
+    if (s.out.format->oformat->flags & AVFMT_GLOBALHEADER) s.out.codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    s.check(avcodec_open2(s.out.codec, codec, nullptr), "ExtAudioFileCreateWithURL");
+    s.check(avcodec_parameters_from_context(s.stream->codecpar, s.out.codec),
+            "ExtAudioFileSetProperty: Data Format");
+    s.stream->time_base = s.out.codec->time_base;
+    s.check(avio_open(&s.out.format->pb, pathText.c_str(), AVIO_FLAG_WRITE), "ExtAudioFileCreateWithURL");
+    s.out.opened = true;
+    s.check(avformat_write_header(s.out.format, nullptr), "ExtAudioFileCreateWithURL");
+    s.out.frame = av_frame_alloc();
+    s.out.packet = av_packet_alloc();
+    if (s.out.frame == nullptr || s.out.packet == nullptr)
+        checkStatus(AVERROR(ENOMEM), "ExtAudioFileWrite", s.url, streamFunction);
+    const bool variable = (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) != 0;
+    s.fixedFrames = s.out.codec->frame_size > 0 && !variable;
+    s.frameSize = s.fixedFrames ? s.out.codec->frame_size : 4096;
+    s.pending.resize(static_cast<std::size_t>(channels));
+}
+
+AudioStreamWriter::~AudioStreamWriter() = default;
+
+void AudioStreamWriter::write(const float* const* planes, int channels, std::uint32_t frames) {
+    State& s = *state_;
+    if (s.finished) throw std::logic_error("AudioStreamWriter: write after finish");
+    if (channels != s.channels) throw std::invalid_argument("AudioStreamWriter: wrong channel count");
+    if (frames == 0) return;
+    if (!s.fixedFrames) {
+        for (std::uint32_t offset = 0; offset < frames;) {
+            const auto count = static_cast<int>(std::min<std::uint32_t>(frames - offset, 4096U));
+            s.encode(planes, offset, count);
+            offset += static_cast<std::uint32_t>(count);
+        }
+        return;
+    }
+    for (int c = 0; c < channels; ++c)
+        s.pending[static_cast<std::size_t>(c)].insert(s.pending[static_cast<std::size_t>(c)].end(), planes[c],
+                                                      planes[c] + frames);
+    s.encodePending(false);
+}
+
+void AudioStreamWriter::finish() {
+    State& s = *state_;
+    if (s.finished) return;
+    s.finished = true;
+    if (s.fixedFrames) s.encodePending(true);
+    s.check(avcodec_send_frame(s.out.codec, nullptr), "ExtAudioFileWrite");
+    s.drain();
+    s.check(av_write_trailer(s.out.format), "ExtAudioFileWrite");
+}
+
+std::int64_t AudioStreamWriter::framesWritten() const {
+    return state_->written;
 }
 
 } // namespace lorvan::platform

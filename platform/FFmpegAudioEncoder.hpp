@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 
@@ -27,5 +28,33 @@ using SampleProducer = std::function<void(std::int64_t first, std::span<std::int
 void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encoding, int sampleRate,
                     int channels, int bitsPerSample, std::int64_t frameCount, const SampleProducer& produce,
                     const std::map<std::string, std::string>& tags = {});
+
+/// How rendered audio is stored: 16- or 24-bit integers, or 32-bit float (WAVE only).
+enum class PCMSampleFormat { s16, s24, f32 };
+
+/// Writes planar float audio as it arrives, block by block, into a WAVE or FLAC file. Integer
+/// formats round to the nearest step and clip, so audio decoded from 16- or 24-bit sources comes
+/// back as the very same samples. The file is complete only once `finish` returned.
+///
+/// Throws `LKOSStatus` (already printed) when FFmpeg refuses, and `std::invalid_argument` for a
+/// combination the container cannot hold (float FLAC, an encoding other than WAVE or FLAC).
+class AudioStreamWriter {
+public:
+    AudioStreamWriter(const std::filesystem::path& path, AudioFileEncoding encoding, int sampleRate,
+                      int channels, PCMSampleFormat format);
+    ~AudioStreamWriter();
+    AudioStreamWriter(const AudioStreamWriter&) = delete;
+    AudioStreamWriter& operator=(const AudioStreamWriter&) = delete;
+
+    /// `channels` planes of `frames` frames; `channels` must be the writer's.
+    void write(const float* const* planes, int channels, std::uint32_t frames);
+    /// Flushes the encoder and writes the trailer.
+    void finish();
+    [[nodiscard]] std::int64_t framesWritten() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
 
 } // namespace lorvan::platform

@@ -13,5 +13,6 @@ void addCueCommand(CLI::App& app, int& status);
 void addInfoCommand(CLI::App& app, int& status);
 void addDemoCommand(CLI::App& app, int& status);
 void addThemesCommand(CLI::App& app, int& status);
+void addRenderCommand(CLI::App& app, int& status);
 
 } // namespace lorvan::cli

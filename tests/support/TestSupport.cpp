@@ -2,14 +2,18 @@
 
 #include "core/ConsoleLog.hpp"
 
+#include <array>
 #include <fstream>
 #include <random>
 #include <sstream>
 #include <stdexcept>
+#include <sys/wait.h>
 
 namespace lorvan::test {
 
-CapturedLog::CapturedLog() : file_(std::tmpfile()), previous_(ConsoleLog::output()) {
+CapturedLog::CapturedLog()
+    : file_(std::tmpfile())
+    , previous_(ConsoleLog::output()) {
     if (!file_) throw std::runtime_error("cannot create a temporary file for the log");
     ConsoleLog::setOutput(file_);
 }
@@ -33,7 +37,8 @@ std::string CapturedLog::text() const {
 std::vector<std::string> CapturedLog::lines() const {
     std::vector<std::string> lines;
     std::istringstream stream(text());
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
     return lines;
 }
 
@@ -59,6 +64,28 @@ std::filesystem::path TemporaryDirectory::write(const std::string& name, std::st
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!out) throw std::runtime_error("cannot write " + file.string());
     return file;
+}
+
+std::string shellQuoted(const std::filesystem::path& path) {
+    std::string quoted = "'";
+    for (const char c : path.string())
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+ProcessRun runProcess(const std::filesystem::path& executable, const std::string& arguments,
+                      const std::string& environment, bool keepStandardError) {
+    ProcessRun run;
+    const std::string command = environment + " " + shellQuoted(executable) + " " + arguments +
+                                " </dev/null " + (keepStandardError ? "2>&1" : "2>/dev/null");
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return run;
+    std::array<char, 4096> buffer{};
+    while (const std::size_t read = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        run.out.append(buffer.data(), read);
+    const int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
 }
 
 } // namespace lorvan::test

@@ -44,4 +44,20 @@ private:
     std::filesystem::path path_;
 };
 
+/// What a finished process left: its exit status (-1 when it did not exit normally, e.g. killed
+/// by a signal) and its standard output.
+struct ProcessRun {
+    int status = -1;
+    std::string out;
+};
+
+/// `path` in single quotes for the shell.
+[[nodiscard]] std::string shellQuoted(const std::filesystem::path& path);
+
+/// Runs `executable` with `arguments` (already shell-quoted) through the shell, after the
+/// `environment` assignments ("NAME='value' ..."), with standard input from /dev/null and
+/// standard error discarded unless `keepStandardError` merges it into the output.
+ProcessRun runProcess(const std::filesystem::path& executable, const std::string& arguments,
+                      const std::string& environment = "", bool keepStandardError = false);
+
 } // namespace lorvan::test

@@ -2,36 +2,23 @@
 #include "cuesheet/CueSheetJson.hpp"
 #include "support/TestSupport.hpp"
 
-#include <array>
 #include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 namespace lorvan {
 namespace {
 
 using testing::HasSubstr;
 
-struct Run {
-    int status = -1;
-    std::string out;
-};
-
 /// Runs lorvan-cli with `arguments` (already shell-quoted), standard error discarded.
-Run cli(const std::string& arguments) {
-    Run run;
-    const std::string command = std::string("'") + LORVAN_CLI + "' " + arguments + " 2>/dev/null";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return run;
-    std::array<char, 4096> buffer{};
-    while (const std::size_t read = std::fread(buffer.data(), 1, buffer.size(), pipe)) run.out.append(buffer.data(), read);
-    const int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
+test::ProcessRun cli(const std::string& arguments) {
+    return test::runProcess(LORVAN_CLI, arguments);
 }
 
-std::string quoted(const std::filesystem::path& path) { return "'" + path.string() + "'"; }
+std::string quoted(const std::filesystem::path& path) {
+    return test::shellQuoted(path);
+}
 
 TEST(CueCommand, PrintsTheLogAndTablesOfTheDemoSheet) {
     const auto run = cli("cue " + quoted(std::filesystem::path(LORVAN_DEMO_DIR) / "Lorvan Demo.cue"));
@@ -56,7 +43,8 @@ TEST(CueCommand, JsonPrintsOnlyTheEncodedSheet) {
 
 TEST(CueCommand, RefusalsExitWithOneAndDescribeTheError) {
     test::TemporaryDirectory directory;
-    const auto bad = directory.write("bad.cue", "FILE \"a.wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nTRACK 03 AUDIO\n");
+    const auto bad = directory.write(
+        "bad.cue", "FILE \"a.wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nTRACK 03 AUDIO\n");
     const auto plain = cli("cue " + quoted(bad));
     EXPECT_EQ(plain.status, 1);
     const auto lastLine = plain.out.substr(plain.out.rfind('\n', plain.out.size() - 2) + 1);
@@ -68,13 +56,15 @@ TEST(CueCommand, RefusalsExitWithOneAndDescribeTheError) {
         "errorDescription": "Invalid track number",
         "failureReason": "Track number inconsistant with previous one (03)."}})"));
 
-    const auto gap = directory.write("gap.cue", "FILE \"a.wav\" WAVE\nTRACK 01 AUDIO\nPREGAP 00:02:00\nINDEX 00 00:00:00\n");
+    const auto gap = directory.write(
+        "gap.cue", "FILE \"a.wav\" WAVE\nTRACK 01 AUDIO\nPREGAP 00:02:00\nINDEX 00 00:00:00\n");
     const auto discError = nlohmann::json::parse(cli("cue " + quoted(gap) + " --json").out);
     EXPECT_EQ(discError["error"]["type"], "AudioDiscError");
     EXPECT_EQ(discError["error"]["kind"], "dummy");
     EXPECT_TRUE(discError["error"]["line"].is_null());
 
-    const auto empty = nlohmann::json::parse(cli("cue " + quoted(directory.write("empty.cue", "")) + " --json").out);
+    const auto empty =
+        nlohmann::json::parse(cli("cue " + quoted(directory.write("empty.cue", "")) + " --json").out);
     EXPECT_EQ(empty["error"]["kind"], "invalidCueSheet_NoAudioFile");
 }
 
@@ -82,7 +72,8 @@ TEST(CueCommand, UnreadableInputsAndUsageErrors) {
     test::TemporaryDirectory directory;
     EXPECT_EQ(cli("cue " + quoted(directory.path() / "missing.cue")).status, 1);
     EXPECT_EQ(cli("cue " + quoted(directory.path())).status, 1);
-    const auto json = nlohmann::json::parse(cli("cue " + quoted(directory.path() / "missing.cue") + " --json").out);
+    const auto json =
+        nlohmann::json::parse(cli("cue " + quoted(directory.path() / "missing.cue") + " --json").out);
     EXPECT_EQ(json["error"]["kind"], "fileNotFound");
     EXPECT_EQ(cli("cue").status, 2);
     EXPECT_EQ(cli("cue a.cue --no-such-option").status, 2);

@@ -1,39 +1,23 @@
 #include "support/TestSupport.hpp"
 
 #include <QImage>
-#include <array>
 #include <cstdio>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
-#include <sys/wait.h>
 
 namespace lorvan {
 namespace {
 
 using testing::HasSubstr;
 
-struct Run {
-    int status = -1;
-    std::string out;
-};
-
 /// Runs lorvan-cli with its settings in `configHome` and any extra `environment` assignments,
 /// standard error discarded.
-Run cli(const std::filesystem::path& configHome, const std::string& arguments,
-        const std::string& environment = "") {
-    Run run;
-    const std::string command = environment + " XDG_CONFIG_HOME='" + configHome.string() + "' '" +
-                                LORVAN_CLI + "' " + arguments + " 2>/dev/null";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return run;
-    std::array<char, 4096> buffer{};
-    while (const std::size_t read = std::fread(buffer.data(), 1, buffer.size(), pipe))
-        run.out.append(buffer.data(), read);
-    const int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
+test::ProcessRun cli(const std::filesystem::path& configHome, const std::string& arguments,
+                     const std::string& environment = "") {
+    return test::runProcess(LORVAN_CLI, arguments,
+                            environment + " XDG_CONFIG_HOME=" + test::shellQuoted(configHome));
 }
 
 TEST(ThemesCommand, ListsTheThemesInOrderAndMarksTheSelectedOne) {

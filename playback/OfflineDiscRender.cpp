@@ -1,0 +1,234 @@
+#include "playback/OfflineDiscRender.hpp"
+
+#include "core/UserDefaults.hpp"
+#include "playback/AudioDiscPlayer.hpp"
+#include "playback/GraphAudioEngine.hpp"
+#include "playback/ThreadSerialQueue.hpp"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+
+namespace lorvan {
+
+ObservedAudioEngine::ObservedAudioEngine(std::unique_ptr<AudioEngine> inner, Observer beforeCompletion,
+                                         Observer afterCompletion)
+    : before_(std::move(beforeCompletion))
+    , after_(std::move(afterCompletion))
+    , inner_(std::move(inner)) {}
+
+ObservedAudioEngine::~ObservedAudioEngine() {
+    // The inner engine runs the handlers still scheduled as it goes; they reach the observers,
+    // which must still be there.
+    inner_.reset();
+}
+
+void ObservedAudioEngine::Node::scheduleBuffer(std::shared_ptr<const PCMBuffer> buffer,
+                                               DataConsumedHandler dataConsumed) {
+    const PCMBuffer* raw = buffer.get();
+    engine_.inner_->playerNode().scheduleBuffer(std::move(buffer),
+                                                [this, raw, handler = std::move(dataConsumed)] {
+                                                    // The inner node keeps the buffer alive until this
+                                                    // handler has returned.
+                                                    if (engine_.before_) engine_.before_(*raw);
+                                                    if (handler) handler();
+                                                    if (engine_.after_) engine_.after_(*raw);
+                                                });
+}
+
+DiscRenderError::DiscRenderError(Kind, std::int64_t frame)
+    : LocalizedError("The disc could not be read to its end")
+    , frame_(frame) {}
+
+std::optional<std::string> DiscRenderError::errorDescription() const {
+    return std::string("The disc could not be read to its end");
+}
+
+std::optional<std::string> DiscRenderError::failureReason() const {
+    return "reading stopped at disc frame " + std::to_string(frame_) + ".";
+}
+
+namespace {
+
+/// The render's main thread is the caller's: it runs posted work while it waits for the end.
+class BlockingMainThread final : public MainThreadExecutor {
+public:
+    void post(std::function<void()> work) override {
+        {
+            std::lock_guard lock(mutex_);
+            pending_.push_back(std::move(work));
+        }
+        changed_.notify_all();
+    }
+
+    /// The oldest posted work, or empty once `timeout` passed or `wakeUp` was called.
+    std::function<void()> take(std::chrono::milliseconds timeout) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, timeout, [&] { return !pending_.empty() || woken_; });
+        woken_ = false;
+        if (pending_.empty()) return {};
+        auto work = std::move(pending_.front());
+        pending_.pop_front();
+        return work;
+    }
+
+    void wakeUp() {
+        {
+            std::lock_guard lock(mutex_);
+            woken_ = true;
+        }
+        changed_.notify_all();
+    }
+
+    /// Runs everything posted, including what that work posts.
+    void runAll() {
+        while (auto work = take(std::chrono::milliseconds(0)))
+            work();
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::function<void()>> pending_;
+    bool woken_ = false;
+};
+
+/// What the completion thread tells the render loop.
+struct Progress {
+    std::atomic<std::uint64_t> completions{0};
+    std::atomic<bool> lastFrameConsumed{false};
+    std::atomic<bool> sinkFailed{false};
+};
+
+} // namespace
+
+DiscRenderResult renderDisc(AudioDisc disc, ResamplerFactory resamplers, const OfflineAudioOutput::Sink& sink,
+                            const DiscRenderOptions& options) {
+    const AudioFormat format = disc.data->audioFiles().front()->processingFormat();
+    const std::int64_t total = disc.data->totalFrameCount();
+    const auto mainThread = std::make_shared<BlockingMainThread>();
+    const auto progress = std::make_shared<Progress>();
+
+    auto output = std::make_unique<OfflineAudioOutput>(
+        [&sink, progress, mainThread](const float* const* planes, int channels, std::uint32_t frames) {
+            try {
+                sink(planes, channels, frames);
+            } catch (...) {
+                progress->sinkFailed.store(true);
+                mainThread->wakeUp();
+                throw;
+            }
+        },
+        options.blockFrames);
+    OfflineAudioOutput& offline = *output;
+    auto graph = std::make_unique<GraphAudioEngine>(std::move(output), std::move(resamplers));
+
+    // Set before anything is scheduled; the completion thread only reads it.
+    std::weak_ptr<AudioDiscPlayer> observed;
+    auto engine = std::make_shared<ObservedAudioEngine>(
+        std::move(graph),
+        [&observed, progress, &offline, total, mainThread](const PCMBuffer& buffer) {
+            // Decided before the player's handler, which posts the end-of-disc step: that step
+            // stops the node, and must not run before the output has drained the varispeed.
+            const auto player = observed.lock();
+            if (!player || player->playbackIsResetting() || progress->lastFrameConsumed.load()) return;
+            if (player->discFramePosition() + static_cast<std::int64_t>(buffer.frameLength()) >= total) {
+                progress->lastFrameConsumed.store(true);
+                offline.finish();
+                mainThread->wakeUp();
+            }
+        },
+        [progress](const PCMBuffer&) { progress->completions.fetch_add(1); });
+
+    const auto defaults = std::make_shared<InMemoryUserDefaults>();
+    defaults->setString(AudioDiscPlayer::repeatModeDefaultsKey,
+                        std::string(AudioDiscPlayer::rawValue(AudioDiscPlayer::RepeatMode::none)));
+    auto player = AudioDiscPlayer::create(
+        {.engine = engine,
+         .populateDequeQueue = std::make_shared<ThreadSerialQueue>("populateDequeQueue"),
+         .scheduleBufferQueue = std::make_shared<ThreadSerialQueue>("scheduleBufferQueue"),
+         .mainThread = mainThread,
+         .userDefaults = defaults,
+         .randomIndex = {}});
+    observed = player;
+    const std::weak_ptr<AudioDiscPlayer> weakPlayer = player;
+    engine.reset();
+
+    // Ejecting stops the engine, which stops the output; whatever happens, nothing may still
+    // render into `sink` once this function returns.
+    struct Teardown {
+        std::shared_ptr<AudioDiscPlayer>& player;
+        BlockingMainThread& mainThread;
+        const std::weak_ptr<AudioDiscPlayer>& weakPlayer;
+        ~Teardown() {
+            if (player) {
+                mainThread.runAll();
+                player->insertDisc(std::nullopt);
+                player.reset();
+            }
+            // Queued work may still hold the player for a moment; the last reference comes
+            // back here to be dropped.
+            while (!weakPlayer.expired())
+                if (auto work = mainThread.take(std::chrono::milliseconds(10))) work();
+            mainThread.runAll();
+        }
+    } teardown{player, *mainThread, weakPlayer};
+
+    player->load(std::move(disc), false);
+    if (options.volume) {
+        player->setAmplifierIsActive(true);
+        player->setVolume(*options.volume);
+    }
+    if (options.rate != 1.0F) player->setPlaybackRate(options.rate);
+    if (options.startFrame)
+        player->seekToFrame(*options.startFrame, true);
+    else
+        player->play();
+
+    const std::int64_t end = total;
+    std::uint64_t seenCompletions = progress->completions.load();
+    auto quietSince = std::chrono::steady_clock::now();
+    std::deque<std::function<void()>> deferred;
+    for (;;) {
+        auto work = mainThread->take(std::chrono::milliseconds(50));
+        if (progress->lastFrameConsumed.load() || progress->sinkFailed.load()) {
+            if (work) deferred.push_back(std::move(work));
+            break;
+        }
+        if (work) {
+            work();
+            continue;
+        }
+        if (player->state() == AudioDiscPlayer::State::stopped) {
+            offline.finish();
+            break;
+        }
+        const std::uint64_t completions = progress->completions.load();
+        const bool idle = player->currentlyScheduledBuffers() == 0 && player->dequeCount() == 0;
+        if (completions != seenCompletions || !idle) {
+            seenCompletions = completions;
+            quietSince = std::chrono::steady_clock::now();
+            continue;
+        }
+        if (std::chrono::steady_clock::now() - quietSince < options.stallTimeout) continue;
+        // The reader stops one frame short of the end when its position lands exactly there;
+        // the disc is then over as far as the player goes.
+        if (player->currentBufferingPosition() >= end - 1) {
+            progress->lastFrameConsumed.store(true);
+            offline.finish();
+            break;
+        }
+        throw DiscRenderError(DiscRenderError::Kind::readFailed, player->currentBufferingPosition());
+    }
+
+    offline.waitUntilFinished();
+    DiscRenderResult result;
+    result.frames = offline.framesDelivered();
+    result.sampleRate = format.sampleRate;
+    result.channels = format.channelsPerFrame;
+    for (auto& work : deferred)
+        work();
+    return result;
+}
+
+} // namespace lorvan

@@ -1,0 +1,189 @@
+// Thousands of random transport operations on the real player while the offline output renders
+// everything it is given, from the demo disc's real files: the invariants must hold after every
+// operation, under ASan and TSan too.
+
+#include "IntegrationSupport.hpp"
+#include "platform/SoxrResampler.hpp"
+#include "playback/AudioDiscPlayer.hpp"
+#include "playback/BuiltInOutputs.hpp"
+#include "playback/GraphAudioEngine.hpp"
+#include "playback/ManualExecutors.hpp"
+#include "playback/ThreadSerialQueue.hpp"
+
+#include <atomic>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <random>
+#include <thread>
+
+namespace lorvan::test {
+namespace {
+
+using State = AudioDiscPlayer::State;
+
+/// What the output thread saw; checked at the end.
+struct Heard {
+    std::atomic<std::uint64_t> frames{0};
+    std::atomic<std::uint64_t> badSamples{0};
+};
+
+TEST(PlayerStress, RandomTransportInterleavedWithOfflineRenderingKeepsTheInvariants) {
+    TemporaryDirectory directory;
+    const auto cueSheet = writeDemoDisc(directory.path(), true);
+    const AudioDisc reference = assembleDisc(cueSheet);
+    const std::int64_t total = reference.data->totalFrameCount();
+    const auto trackCount = static_cast<long>(reference.tracks.size());
+
+    // Everything the handlers and the sink capture outlives the player and its engine.
+    const auto heard = std::make_shared<Heard>();
+    const auto mainThread = std::make_shared<ManualMainThreadExecutor>();
+    auto output = std::make_unique<OfflineAudioOutput>(
+        [heard](const float* const* planes, int channels, std::uint32_t frames) {
+            for (int c = 0; c < channels; ++c)
+                for (std::uint32_t i = 0; i < frames; ++i)
+                    if (!std::isfinite(planes[c][i]) || std::fabs(planes[c][i]) > 2.0F)
+                        heard->badSamples.fetch_add(1);
+            heard->frames.fetch_add(frames);
+        },
+        1024);
+    auto engine = std::make_shared<GraphAudioEngine>(std::move(output), platform::soxrResamplerFactory());
+    auto player = AudioDiscPlayer::create({engine,
+                                           std::make_shared<ThreadSerialQueue>("populateDequeQueue"),
+                                           std::make_shared<ThreadSerialQueue>("scheduleBufferQueue"),
+                                           mainThread,
+                                           std::make_shared<InMemoryUserDefaults>(),
+                                           {}});
+    engine.reset();
+
+    std::atomic<std::uint64_t> positionReports{0};
+    std::atomic<std::uint64_t> badPositions{0};
+    std::atomic<std::uint64_t> badTracks{0};
+    std::optional<State> reportedState;
+    int stateReports = 0;
+    player->onPlayerStateChanged = [&](State state) {
+        reportedState = state;
+        ++stateReports;
+    };
+    player->onPositionsChanged = [&](bool, bool inPlayer, double normalized, std::int64_t frame, std::int64_t,
+                                     std::int64_t, std::int64_t, std::int64_t) {
+        positionReports.fetch_add(1);
+        if (inPlayer && (frame < 0 || frame > total || normalized < 0.0 || normalized > 1.0))
+            badPositions.fetch_add(1);
+    };
+    player->onCurrentTrackIndexChanged = [&](std::optional<long> track) {
+        if (track && (*track < 0 || *track >= trackCount)) badTracks.fetch_add(1);
+    };
+    player->load(assembleDisc(cueSheet), false);
+
+    std::mt19937 random(20261121);
+    const auto pick = [&](int last) { return std::uniform_int_distribution<int>(0, last)(random); };
+    const auto frameIn = [&] {
+        return std::uniform_int_distribution<std::int64_t>(-1000, total + 1000)(random);
+    };
+    std::uint64_t playingChecks = 0;
+    for (int step = 0; step < 3000; ++step) {
+        SCOPED_TRACE(step);
+        switch (pick(19)) {
+        case 0:
+        case 1:
+            player->play();
+            break;
+        case 2:
+            player->playPause();
+            break;
+        case 3:
+            player->stopEject(); // stopped: ejects, and the disc goes back in below
+            break;
+        case 4:
+        case 5:
+            player->seekToFrame(frameIn(), pick(1) == 0);
+            break;
+        case 6:
+            player->goToTrack(pick(4) - 1, pick(3) - 1, pick(1) == 0);
+            break;
+        case 7:
+            player->nextTrack();
+            break;
+        case 8:
+            player->previousTrack();
+            break;
+        case 9:
+            player->nextChapter();
+            break;
+        case 10:
+            player->previousChapter();
+            break;
+        case 11:
+            player->toggleShuffle();
+            break;
+        case 12:
+            player->setRepeatMode(static_cast<AudioDiscPlayer::RepeatMode>(pick(2)));
+            break;
+        case 13:
+            player->setPlaybackRate(std::uniform_real_distribution<float>(0.1F, 5.0F)(random));
+            break;
+        case 14:
+            pick(1) == 0 ? player->resetSpeed() : player->toggleBeat();
+            break;
+        case 15:
+            player->setAmplifierIsActive(pick(1) == 0);
+            player->setVolume(std::uniform_real_distribution<float>(-0.5F, 1.5F)(random));
+            break;
+        case 16:
+            player->toggleMute();
+            break;
+        case 17:
+            player->setPlaybackTimecodeMode(static_cast<AudioDiscPlayer::PlaybackTimecodeMode>(pick(3)));
+            break;
+        case 18:
+            if (pick(9) == 0) player->load(assembleDisc(cueSheet), pick(1) == 0);
+            break;
+        case 19: {
+            // Let the output render a little of whatever is playing.
+            const std::uint64_t before = heard->frames.load();
+            for (int spin = 0;
+                 spin < 2000 && heard->frames.load() == before && player->state() == State::playing; ++spin)
+                std::this_thread::yield();
+            ++playingChecks;
+            break;
+        }
+        }
+        mainThread->runAll();
+        if (!player->disc()) player->load(assembleDisc(cueSheet), false);
+
+        ASSERT_TRUE(reportedState.has_value());
+        ASSERT_EQ(*reportedState, player->state()) << "the last state reported is the state";
+        const std::int64_t position = player->discFramePosition();
+        ASSERT_GE(position, 0);
+        ASSERT_LE(position, total);
+        if (const auto track = player->currentTrackIndex()) {
+            ASSERT_GE(*track, 0);
+            ASSERT_LT(*track, trackCount);
+        }
+        const float rate = player->playbackRate();
+        ASSERT_GE(rate, AudioDiscPlayer::minimumRate);
+        ASSERT_LE(rate, AudioDiscPlayer::maximumRate);
+        ASSERT_GE(player->volume(), 0.0F);
+        ASSERT_LE(player->volume(), 1.0F);
+        ASSERT_LE(player->dequeCount(), AudioDiscPlayer::readAheadLimit);
+        ASSERT_LE(player->currentlyScheduledBuffers(), AudioDiscPlayer::schedulingLimit);
+    }
+
+    // Eject mid-buffer, then let go of the player while its queues may still hold it.
+    player->insertDisc(std::nullopt);
+    const std::weak_ptr<AudioDiscPlayer> weak = player;
+    player.reset();
+    while (!weak.expired() || mainThread->pendingCount() > 0)
+        mainThread->runAll();
+
+    EXPECT_GT(heard->frames.load(), 0u);
+    EXPECT_EQ(heard->badSamples.load(), 0u);
+    EXPECT_GT(positionReports.load(), 0u);
+    EXPECT_EQ(badPositions.load(), 0u);
+    EXPECT_EQ(badTracks.load(), 0u);
+    EXPECT_GT(stateReports, 100);
+    EXPECT_GT(playingChecks, 0u);
+}
+
+} // namespace
+} // namespace lorvan::test
