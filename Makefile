@@ -16,12 +16,15 @@ build-asan: bootstrap
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan
 
-# The demo disc is generated on first run into the cache folder, then built as a disc.
+# The demo disc is generated on first run into the cache folder, then played to its end through
+# the sound device (the null output, with a warning, when there is none). Standard input is not
+# the terminal, so the player prints its log instead of the status display and returns at the
+# end of the disc.
 DEMO_DIR := $(or $(XDG_CACHE_HOME),$(HOME)/.cache)/lorvan/demo
 
 run: build
 	@test -f "$(DEMO_DIR)/Lorvan Demo.cue" || "$(CLI)" demo --dir "$(DEMO_DIR)" >/dev/null
-	@"$(CLI)" info "$(DEMO_DIR)/Lorvan Demo.cue"
+	@"$(CLI)" play "$(DEMO_DIR)/Lorvan Demo.cue" </dev/null
 
 # The playback tests also run under ThreadSanitizer: they are the ones with threads to race.
 PLAYBACK_TESTS := lorvan_playback_engine_tests lorvan_playback_integration_tests $(if $(wildcard tests/playback/player/CMakeLists.txt),lorvan_player_tests)

@@ -13,6 +13,7 @@ void addCueCommand(CLI::App& app, int& status);
 void addInfoCommand(CLI::App& app, int& status);
 void addDemoCommand(CLI::App& app, int& status);
 void addThemesCommand(CLI::App& app, int& status);
+void addPlayCommand(CLI::App& app, int& status);
 void addRenderCommand(CLI::App& app, int& status);
 
 } // namespace lorvan::cli

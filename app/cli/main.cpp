@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
     lorvan::cli::addInfoCommand(app, status);
     lorvan::cli::addDemoCommand(app, status);
     lorvan::cli::addThemesCommand(app, status);
+    lorvan::cli::addPlayCommand(app, status);
     lorvan::cli::addRenderCommand(app, status);
 
     try {

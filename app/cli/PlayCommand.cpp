@@ -1,0 +1,323 @@
+#include "CliSupport.hpp"
+#include "Commands.hpp"
+#include "PlaybackSupport.hpp"
+#include "QtMainThreadExecutor.hpp"
+#include "TerminalStatus.hpp"
+#include "core/ConsoleLog.hpp"
+#include "platform/PortAudioOutput.hpp"
+#include "platform/QtUserDefaults.hpp"
+#include "platform/SoxrResampler.hpp"
+#include "playback/GraphAudioEngine.hpp"
+#include "playback/ThreadSerialQueue.hpp"
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <memory>
+#include <random>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace lorvan::cli {
+namespace {
+
+struct PlayArguments {
+    std::string path;
+    std::string output = "device";
+    std::string repeat;
+    bool shuffle = false;
+    std::optional<std::uint64_t> seed;
+    std::optional<float> rate;
+    std::optional<float> volume;
+    std::optional<long> track;
+};
+
+// The self-pipe that carries SIGINT and SIGTERM into the event loop: the handler only writes.
+int signalPipe[2] = {-1, -1};
+
+extern "C" void onTerminatingSignal(int) {
+    const int saved = errno;
+    const char byte = 1;
+    [[maybe_unused]] const auto written = write(signalPipe[1], &byte, 1);
+    errno = saved;
+}
+
+/// Installs the handlers for the lifetime of the object and puts the defaults back after.
+class SignalRoute {
+public:
+    SignalRoute() {
+        if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0) return;
+        struct sigaction action {};
+        action.sa_handler = onTerminatingSignal;
+        sigemptyset(&action.sa_mask);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            sigaction(signal, &action, nullptr);
+    }
+    ~SignalRoute() {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            std::signal(signal, SIG_DFL);
+        for (int& fd : signalPipe)
+            if (fd >= 0) {
+                close(fd);
+                fd = -1;
+            }
+    }
+    SignalRoute(const SignalRoute&) = delete;
+    SignalRoute& operator=(const SignalRoute&) = delete;
+    [[nodiscard]] int readEnd() const { return signalPipe[0]; }
+};
+
+/// On a terminal the log goes to a temporary file instead of the screen; the display shows
+/// its last lines.
+class LogTail {
+public:
+    LogTail()
+        : file_(std::tmpfile()) {
+        if (file_ == nullptr) return;
+        // Each line reaches the file as it is written, where `update` reads it.
+        std::setvbuf(file_, nullptr, _IOLBF, 0);
+        previous_ = ConsoleLog::output();
+        ConsoleLog::setOutput(file_);
+    }
+    ~LogTail() {
+        if (file_ == nullptr) return;
+        ConsoleLog::setOutput(previous_);
+        std::fclose(file_);
+    }
+    LogTail(const LogTail&) = delete;
+    LogTail& operator=(const LogTail&) = delete;
+
+    /// Reads what was logged since the last call.
+    void update() {
+        if (file_ == nullptr) return;
+        char buffer[4096];
+        for (;;) {
+            const ssize_t read = pread(fileno(file_), buffer, sizeof buffer, offset_);
+            if (read <= 0) break;
+            offset_ += read;
+            partial_.append(buffer, static_cast<std::size_t>(read));
+        }
+        for (std::size_t end; (end = partial_.find('\n')) != std::string::npos;) {
+            if (end > 0) lines_.push_back(partial_.substr(0, end));
+            partial_.erase(0, end + 1);
+            if (lines_.size() > 6) lines_.pop_front();
+        }
+    }
+    [[nodiscard]] const std::deque<std::string>& lines() const { return lines_; }
+
+private:
+    std::FILE* file_;
+    std::FILE* previous_ = nullptr;
+    off_t offset_ = 0;
+    std::string partial_;
+    std::deque<std::string> lines_;
+};
+
+int usage(const std::string& message) {
+    std::fprintf(stderr, "lorvan-cli play: %s\n", message.c_str());
+    return exitUsage;
+}
+
+int terminalWidth() {
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+    return 80;
+}
+
+int runPlay(const PlayArguments& arguments) {
+    for (const auto& [name, value] :
+         {std::pair{"--rate", arguments.rate}, std::pair{"--volume", arguments.volume}})
+        if (value)
+            if (auto message = checkFinite(name, *value)) return usage(*message);
+    const bool interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+
+    static int argc = 1;
+    static char name[] = "lorvan-cli";
+    static char* argv[] = {name, nullptr};
+    QCoreApplication application(argc, argv);
+    SignalRoute signalRoute;
+    int status = exitSuccess;
+
+    std::optional<AudioDisc> disc;
+    try {
+        disc = assembleDisc(arguments.path);
+    } catch (const LocalizedError& error) {
+        return reportRefusal(error, false);
+    }
+    const auto trackCount = static_cast<long>(disc->tracks.size());
+    if (arguments.track && (*arguments.track < 1 || *arguments.track > trackCount))
+        return usage("--track " + std::to_string(*arguments.track) + ": the disc has tracks 1 to " +
+                     std::to_string(trackCount));
+    const std::int64_t total = disc->data->totalFrameCount();
+
+    const auto defaults = std::make_shared<QtUserDefaults>();
+    AudioDiscPlayer::RandomIndex randomIndex;
+    if (arguments.seed) {
+        auto generator = std::make_shared<std::mt19937_64>(*arguments.seed);
+        randomIndex = [generator](std::size_t first, std::size_t last) {
+            return std::uniform_int_distribution<std::size_t>(first, last)(*generator);
+        };
+    }
+    auto engine = std::make_shared<GraphAudioEngine>(
+        platform::makePlaybackOutput(arguments.output == "null" ? platform::OutputChoice::null
+                                                                : platform::OutputChoice::device),
+        platform::soxrResamplerFactory());
+    auto player = AudioDiscPlayer::create({engine, std::make_shared<ThreadSerialQueue>("populateDequeQueue"),
+                                           std::make_shared<ThreadSerialQueue>("scheduleBufferQueue"),
+                                           std::make_shared<QtMainThreadExecutor>(), defaults, randomIndex});
+    engine.reset();
+
+    std::optional<LogTail> logTail;
+    std::optional<RawTerminal> terminal;
+    // Ejecting stops the engine and the output; the queues may still hold the player for a
+    // moment, and hand their last reference back to the event loop.
+    const auto shutDown = [&] {
+        if (!player) return;
+        player->insertDisc(std::nullopt);
+        const std::weak_ptr<AudioDiscPlayer> weak = player;
+        player.reset();
+        while (!weak.expired())
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QCoreApplication::processEvents();
+        if (interactive) std::printf("\x1b[?25h\n");
+        terminal.reset();
+        logTail.reset();
+    };
+
+    try {
+        if (interactive) {
+            logTail.emplace();
+            terminal.emplace(STDIN_FILENO);
+        }
+        player->load(std::move(*disc), false);
+        if (!arguments.repeat.empty()) {
+            const auto mode = arguments.repeat == "track"  ? AudioDiscPlayer::RepeatMode::track
+                              : arguments.repeat == "disc" ? AudioDiscPlayer::RepeatMode::disc
+                                                           : AudioDiscPlayer::RepeatMode::none;
+            // As the preferences would: the next disc and the next run start with it too.
+            defaults->setString(AudioDiscPlayer::repeatModeDefaultsKey,
+                                std::string(AudioDiscPlayer::rawValue(mode)));
+            player->setRepeatMode(mode);
+        }
+        if (arguments.shuffle) player->toggleShuffle();
+        if (arguments.rate) player->setPlaybackRate(*arguments.rate);
+        if (arguments.volume) {
+            player->setAmplifierIsActive(true);
+            player->setVolume(*arguments.volume);
+        }
+        if (arguments.track)
+            player->goToTrack(*arguments.track - 1, 1, true);
+        else
+            player->play();
+    } catch (const LocalizedError& error) {
+        shutDown();
+        return reportRefusal(error, false);
+    }
+
+    bool played = player->state() == AudioDiscPlayer::State::playing;
+    player->onPlayerStateChanged = [&](AudioDiscPlayer::State state) {
+        if (state != AudioDiscPlayer::State::stopped) {
+            played = true;
+            return;
+        }
+        // Without a terminal nobody can press play again: the end of the disc ends the run.
+        if (!interactive && played) QCoreApplication::exit(exitSuccess);
+    };
+
+    QSocketNotifier signalNotifier(signalRoute.readEnd(), QSocketNotifier::Read);
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated, [&] {
+        char bytes[16];
+        while (read(signalRoute.readEnd(), bytes, sizeof bytes) > 0) {
+        }
+        QCoreApplication::exit(exitSuccess);
+    });
+
+    std::optional<KeyInterpreter> keys;
+    std::unique_ptr<QSocketNotifier> keyNotifier;
+    QTimer redraw;
+    if (interactive) {
+        keys.emplace(*player);
+        keyNotifier = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
+        QObject::connect(keyNotifier.get(), &QSocketNotifier::activated, [&] {
+            char bytes[64];
+            const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
+            if (count <= 0) {
+                keyNotifier->setEnabled(false); // end of input: only the signals and q remain
+                return;
+            }
+            const KeyAction action = keys->feed(std::string_view(bytes, static_cast<std::size_t>(count)));
+            if (action != KeyAction::none) QCoreApplication::exit(exitSuccess);
+        });
+        std::printf("\x1b[2J\x1b[?25l");
+        QObject::connect(&redraw, &QTimer::timeout, [&] {
+            if (!player) return;
+            logTail->update();
+            const std::string screen = statusScreen(*player, logTail->lines(), terminalWidth());
+            std::printf("\x1b[H%s\x1b[J", screen.c_str());
+            std::fflush(stdout);
+        });
+        redraw.start(100);
+    }
+
+    // A pipeline that has run dry while playing: the end of a disc whose reader stopped one
+    // frame short of it, or a read that keeps failing.
+    int idleTicks = 0;
+    QTimer watchdog;
+    QObject::connect(&watchdog, &QTimer::timeout, [&] {
+        if (!player || player->state() != AudioDiscPlayer::State::playing ||
+            player->currentlyScheduledBuffers() > 0 || player->dequeCount() > 0) {
+            idleTicks = 0;
+            return;
+        }
+        if (++idleTicks < 12) return;
+        idleTicks = 0;
+        if (player->currentBufferingPosition() >= total - 1) {
+            player->stopEject();
+            return;
+        }
+        ConsoleLog::write("Playback stopped: the disc could not be read from frame " +
+                          std::to_string(player->currentBufferingPosition()) + ".");
+        if (interactive) {
+            player->stopEject();
+        } else {
+            status = exitRefused;
+            QCoreApplication::exit(exitRefused);
+        }
+    });
+    watchdog.start(250);
+
+    if (player->state() != AudioDiscPlayer::State::stopped || interactive) {
+        const int loopStatus = QCoreApplication::exec();
+        if (status == exitSuccess) status = loopStatus;
+    }
+    watchdog.stop();
+    redraw.stop();
+    player->onPlayerStateChanged = nullptr;
+    shutDown();
+    return status;
+}
+
+} // namespace
+
+void addPlayCommand(CLI::App& app, int& status) {
+    auto* command = app.add_subcommand("play", "Play a disc through the sound device, like a CD player");
+    auto arguments = std::make_shared<PlayArguments>();
+    command->add_option("PATH", arguments->path, "A cue sheet file or a folder of audio files")->required();
+    command->add_option("--output", arguments->output, "device (the default sound device) or null (a clock)")
+        ->check(CLI::IsMember({"device", "null"}));
+    command->add_option("--repeat", arguments->repeat, "none, track or disc; kept for the next runs")
+        ->check(CLI::IsMember({"none", "track", "disc"}));
+    auto* shuffle = command->add_flag("--shuffle", arguments->shuffle, "Play the tracks in a random order");
+    command->add_option("--seed", arguments->seed, "Seed of the shuffle, for a repeatable order")
+        ->needs(shuffle);
+    command->add_option("--rate", arguments->rate, "Playback rate, 0.25 to 4.0 (pitch follows)");
+    command->add_option("--volume", arguments->volume, "Volume 0 to 1, through the amplifier");
+    command->add_option("--track", arguments->track, "Start at this track (1 is the first)");
+    command->callback([arguments, &status] { status = runPlay(*arguments); });
+}
+
+} // namespace lorvan::cli

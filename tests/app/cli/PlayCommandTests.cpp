@@ -1,0 +1,120 @@
+#include "support/TestSupport.hpp"
+
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace lorvan {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// A demo disc of its own (one file per track when `split`) and a settings folder of its own.
+class PlayCommand : public testing::Test {
+protected:
+    void SetUp() override {
+        const auto made = test::runProcess(LORVAN_CLI, "demo --split --dir " + test::shellQuoted(disc()));
+        ASSERT_EQ(made.status, 0) << made.out;
+    }
+    [[nodiscard]] std::filesystem::path disc() const { return directory.path() / "disc"; }
+    [[nodiscard]] std::filesystem::path cueSheet() const { return disc() / "Lorvan Demo.cue"; }
+    [[nodiscard]] std::string environment() const {
+        return "XDG_CONFIG_HOME=" + test::shellQuoted(directory.path() / "config");
+    }
+    /// lorvan-cli with its standard error kept, stopped by SIGTERM after `seconds` if still running.
+    [[nodiscard]] test::ProcessRun cli(const std::string& arguments, int seconds = 60) const {
+        return test::runProcess("timeout",
+                                "--preserve-status -s TERM " + std::to_string(seconds) + " " +
+                                    test::shellQuoted(LORVAN_CLI) + " " + arguments,
+                                environment(), true);
+    }
+    [[nodiscard]] std::string settings() const {
+        std::ifstream file(directory.path() / "config" / "Lorvan" / "Lorvan.conf");
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+    test::TemporaryDirectory directory;
+};
+
+TEST_F(PlayCommand, WithoutATerminalPrintsTheLogAndQuitsAtTheEndOfTheDisc) {
+    const auto run = cli("play " + test::shellQuoted(cueSheet()) + " --output null --rate 4 --volume 0.5");
+    EXPECT_EQ(run.status, 0) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("New audio disc from cue sheet"));
+    EXPECT_THAT(run.out, HasSubstr("New playback rate ····················· : 4.00"));
+    EXPECT_THAT(run.out, HasSubstr("Buffering Level"));
+    EXPECT_THAT(run.out, Not(HasSubstr("\x1b["))) << "no status display without a terminal";
+    EXPECT_THAT(settings(), Not(HasSubstr("selectedRepeatMode"))) << "nothing persisted without --repeat";
+}
+
+TEST_F(PlayCommand, RepeatIsPersistedAndATerminationSignalEndsTheRunCleanly) {
+    // Repeating the disc never ends by itself: SIGTERM after two seconds must eject and exit 0.
+    const auto run =
+        cli("play " + test::shellQuoted(disc()) + " --output null --repeat disc --shuffle --seed 7", 2);
+    EXPECT_EQ(run.status, 0) << run.out;
+    EXPECT_THAT(settings(), HasSubstr("selectedRepeatMode=Entire Disc"));
+    const auto again = cli("play " + test::shellQuoted(cueSheet()) + " --output null --repeat none --rate 4");
+    EXPECT_EQ(again.status, 0) << again.out;
+    EXPECT_THAT(settings(), HasSubstr("selectedRepeatMode=None"));
+}
+
+TEST_F(PlayCommand, RefusesBadOptionsAndInputsWithTheSharedExitStatuses) {
+    const std::string sheet = test::shellQuoted(cueSheet());
+    EXPECT_EQ(cli("play " + sheet + " --output speakers").status, 2);
+    EXPECT_EQ(cli("play " + sheet + " --repeat always").status, 2);
+    EXPECT_EQ(cli("play " + sheet + " --seed 4").status, 2) << "--seed needs --shuffle";
+    EXPECT_EQ(cli("play " + sheet + " --rate nan").status, 2);
+    const auto track = cli("play " + sheet + " --output null --track 9");
+    EXPECT_EQ(track.status, 2);
+    EXPECT_THAT(track.out, HasSubstr("--track 9: the disc has tracks 1 to 3"));
+    const auto missing = cli("play " + test::shellQuoted(directory.path() / "none.cue") + " --output null");
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_THAT(missing.out, HasSubstr("Couldn't open"));
+    const auto empty = cli("play " + test::shellQuoted(directory.path()) + " --output null");
+    EXPECT_EQ(empty.status, 1) << empty.out;
+}
+
+TEST_F(PlayCommand, OutOfRangeRateAndVolumeAreClampedWithTheirWarnings) {
+    const auto run = cli("play " + test::shellQuoted(cueSheet()) + " --output null --rate 9 --volume 3");
+    EXPECT_EQ(run.status, 0) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("9 is a value too high for playback rate. It must between 0.25 and 4.0."));
+    EXPECT_THAT(run.out, HasSubstr("Playback volume can't be above 1.0."));
+}
+
+TEST_F(PlayCommand, AFileCutShortWhilePlayingPrintsTheErrorPlaysOutAndExitsWithOne) {
+    // The second track's file is cut while the first is playing, long before the reader gets there.
+    const std::string cut =
+        "(sleep 0.5; truncate -s 1000 " + test::shellQuoted(disc() / "02 A Minor Walk.flac") + ") & ";
+    const auto run =
+        test::runProcess("timeout",
+                         "--preserve-status -s TERM 60 " + test::shellQuoted(LORVAN_CLI) + " play " +
+                             test::shellQuoted(cueSheet()) + " --output null --rate 4",
+                         cut + environment(), true);
+    EXPECT_EQ(run.status, 1) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("Playback stopped: the disc could not be read from frame"));
+}
+
+TEST_F(PlayCommand, OnATerminalDrawsTheStatusTakesKeysAndRestoresTheTerminal) {
+    // `script` gives the player a terminal; the keys arrive after the first screens: next
+    // track, the track's remaining time, then quit. The terminal settings are read back after.
+    const std::string keys = "(sleep 1; printf n; sleep 0.5; printf t; sleep 0.5; printf q; sleep 2)";
+    const std::string command = test::shellQuoted(LORVAN_CLI) + " play " + test::shellQuoted(cueSheet()) +
+                                " --output null 2>/dev/null; echo exit=$?; stty -a";
+    const auto run = test::runProcess("sh",
+                                      "-c " + test::shellQuoted(keys + " | timeout 30 script -q -e -c " +
+                                                                test::shellQuoted(command) + " /dev/null"),
+                                      environment(), true);
+    EXPECT_THAT(run.out, HasSubstr("▶ Playing   Track 01  Index 01"));
+    EXPECT_THAT(run.out, HasSubstr("Track 02  Index 01"));
+    EXPECT_THAT(run.out, HasSubstr("(track remaining)"));
+    EXPECT_THAT(run.out, HasSubstr("Morning Arpeggios — The Lorvan Ensemble"));
+    EXPECT_THAT(run.out, HasSubstr("Repeat none   Shuffle off"));
+    EXPECT_THAT(run.out, HasSubstr("exit=0"));
+    EXPECT_THAT(run.out, HasSubstr(" icanon")) << "line editing is back";
+    EXPECT_THAT(run.out, HasSubstr(" echo"));
+}
+
+} // namespace
+} // namespace lorvan
