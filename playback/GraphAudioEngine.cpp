@@ -234,10 +234,14 @@ void GraphVarispeed::setRate(float rate) {
 
 void GraphVarispeed::recycle() {
     for (auto& slot : slots_) {
+        // The slot is ours only once the exchange succeeded: `connect` replaces the resampler
+        // under the same state, so it must not even be looked at before.
         int expected = used;
-        if (!slot.resampler ||
-            !slot.state.compare_exchange_strong(expected, resetting, std::memory_order_acq_rel))
+        if (!slot.state.compare_exchange_strong(expected, resetting, std::memory_order_acq_rel)) continue;
+        if (!slot.resampler) {
+            slot.state.store(used, std::memory_order_release);
             continue;
+        }
         slot.resampler->reset();
         slot.state.store(clean, std::memory_order_release);
     }
