@@ -24,24 +24,6 @@ std::string themeNames() {
     return names;
 }
 
-/// The display in a typical moment: the pregap before track 2, a title that needs more than
-/// ASCII, both meters and the read-ahead busy.
-DisplayState previewState() {
-    DisplayState state;
-    state.statusLeft = "TRACK 02";
-    state.statusRight = "INDEX 01";
-    state.time = "-0:02";
-    state.timeLabel = "PREGAP";
-    state.title = "Caf\u00E9 No\u00EBl \u2014 \u6771\u4EAC\u306E\u591C";
-    state.subtitle = "Zo\u00EB Bront\u00EB & \u5742\u672C \u00B7 L\u00E0-bas";
-    state.progress = 0.235;
-    state.cueMarkers = {0.0, 0.24, 0.41, 0.63, 0.82};
-    state.levelLeft = 0.35;
-    state.levelRight = 0.8;
-    state.buffering = 0.7;
-    return state;
-}
-
 /// Renders one PNG per theme into `directory`; false (after saying why) when any cannot be written.
 bool writePreviews(const std::filesystem::path& directory) {
     std::error_code ec;
@@ -74,7 +56,7 @@ bool writePreviews(const std::filesystem::path& directory) {
 
     const DotMatrixRasterizer rasterizer(UnifontGlyphs::shared(), DisplayFont::defaultFont());
     DotMatrixDisplayRenderer renderer(rasterizer);
-    const DisplayState state = previewState();
+    const DisplayState state = DisplayState::typical();
     bool allWritten = true;
     for (const auto theme : allBuiltInThemes) {
         const auto file = directory / (std::string(rawValue(theme)) + ".png");

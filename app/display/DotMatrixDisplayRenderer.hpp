@@ -27,6 +27,10 @@ struct DisplayState {
     double levelLeft = 0;           // 0...1
     double levelRight = 0;          // 0...1
     double buffering = 0;           // 0...1 of the read-ahead
+
+    /// A typical moment: the pregap before track 2, a title that needs more than ASCII, both
+    /// meters and the read-ahead busy. Previews and the benchmark draw it.
+    [[nodiscard]] static DisplayState typical();
 };
 
 /// The display's size and its matrix geometry, in points; `scale` is pixels per point.

@@ -20,29 +20,13 @@ QGuiApplication& application() {
     return *app;
 }
 
-DisplayState typicalState() {
-    DisplayState state;
-    state.statusLeft = "TRACK 02";
-    state.statusRight = "INDEX 01";
-    state.time = "-0:02";
-    state.timeLabel = "PREGAP";
-    state.title = "Caf\u00E9 No\u00EBl \u2014 \u6771\u4EAC\u306E\u591C";
-    state.subtitle = "Zo\u00EB Bront\u00EB & \u5742\u672C";
-    state.progress = 0.235;
-    state.cueMarkers = {0.0, 0.24, 0.41, 0.63, 0.82};
-    state.levelLeft = 0.35;
-    state.levelRight = 0.8;
-    state.buffering = 0.7;
-    return state;
-}
-
 /// One frame of a 600 × 274 point display at scale 2 (1200 × 548 pixels), as the window draws it
 /// 60 times a second: the meters move every frame, the time text once a second.
 void renderFrame(benchmark::State& bench, LCBuiltInTheme builtIn) {
     application();
     const DotMatrixRasterizer rasterizer(UnifontGlyphs::shared(), DisplayFont::defaultFont());
     DotMatrixDisplayRenderer renderer(rasterizer);
-    DisplayState state = typicalState();
+    DisplayState state = DisplayState::typical();
     const LCTheme& theme = themeOf(builtIn);
     QImage frame;
     long n = 0;
