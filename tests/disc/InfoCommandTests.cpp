@@ -2,12 +2,10 @@
 #include "platform/FFmpegAudioEncoder.hpp"
 #include "support/TestSupport.hpp"
 
-#include <array>
 #include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <sys/wait.h>
 
 namespace lorvan {
 namespace {
@@ -16,31 +14,17 @@ using test::TemporaryDirectory;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
 
-struct CliRun {
-    int status = -1;
-    std::string out;
-};
-
 // Runs lorvan-cli with already quoted arguments; standard error is dropped.
-CliRun cli(const std::string& arguments) {
-    CliRun run;
-    const std::string command = std::string("'") + LORVAN_CLI + "' " + arguments + " 2>/dev/null";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return run;
-    std::array<char, 4096> buffer{};
-    while (const std::size_t read = std::fread(buffer.data(), 1, buffer.size(), pipe))
-        run.out.append(buffer.data(), read);
-    const int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
+test::ProcessRun cli(const std::string& arguments) {
+    return test::runProcess(LORVAN_CLI, arguments);
 }
 
 std::string quoted(const fs::path& path) {
-    return "'" + path.string() + "'";
+    return test::shellQuoted(path);
 }
 
 nlohmann::json refusal(const std::string& arguments) {
-    const CliRun run = cli(arguments + " --json");
+    const test::ProcessRun run = cli(arguments + " --json");
     EXPECT_EQ(run.status, 1) << arguments;
     const auto document = nlohmann::json::parse(run.out);
     const auto& error = document.at("error");
@@ -63,11 +47,11 @@ protected:
 TemporaryDirectory* DemoDisc::directory = nullptr;
 
 TEST_F(DemoDisc, bothLayoutsAreTheSameCD) {
-    const CliRun single = cli("info " + quoted(sheet("single")));
-    const CliRun split = cli("info " + quoted(sheet("split")));
+    const test::ProcessRun single = cli("info " + quoted(sheet("single")));
+    const test::ProcessRun split = cli("info " + quoted(sheet("split")));
     ASSERT_EQ(single.status, 0);
     ASSERT_EQ(split.status, 0);
-    for (const CliRun* run : {&single, &split}) {
+    for (const test::ProcessRun* run : {&single, &split}) {
         EXPECT_THAT(run->out, HasSubstr("Disc ID - Accurated Rip v2"));
         EXPECT_THAT(run->out, HasSubstr("Found artwork file ···················· : cover.png"));
         EXPECT_THAT(run->out, HasSubstr("  Cue | Track     |    Key | Length | Key Time | Duration "));
@@ -84,7 +68,7 @@ TEST_F(DemoDisc, bothLayoutsAreTheSameCD) {
 }
 
 TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {
-    const CliRun run = cli("info " + quoted(sheet("single")) + " --json");
+    const test::ProcessRun run = cli("info " + quoted(sheet("single")) + " --json");
     ASSERT_EQ(run.status, 0);
     const auto disc = nlohmann::json::parse(run.out); // only the document is on standard output
     EXPECT_EQ(disc["source"]["type"], "cueSheet");
@@ -117,7 +101,7 @@ TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {
 }
 
 TEST_F(DemoDisc, folderOfTheSplitFilesHasNoIdentifiers) {
-    const CliRun run = cli("info --json " + quoted(directory->path() / "split"));
+    const test::ProcessRun run = cli("info --json " + quoted(directory->path() / "split"));
     ASSERT_EQ(run.status, 0);
     const auto disc = nlohmann::json::parse(run.out);
     EXPECT_EQ(disc["source"]["type"], "directory");
@@ -151,7 +135,7 @@ TEST_F(BadInput, missingFilesAndFolders) {
     EXPECT_EQ(missing["kind"], "audioFileNotFound");
     EXPECT_EQ(missing["value"], "gone.flac");
 
-    const CliRun plain = cli("info " + quoted(sheetFor({"gone.flac"})));
+    const test::ProcessRun plain = cli("info " + quoted(sheetFor({"gone.flac"})));
     EXPECT_EQ(plain.status, 1);
     EXPECT_THAT(plain.out, HasSubstr("Trying another extension ·············· : gone.mp3 not found"));
     EXPECT_THAT(plain.out, HasSubstr("Couldn't find audio file: The audio file 'gone.flac' isn't in the same "
