@@ -86,7 +86,7 @@ TEST_F(PlayCommand, OutOfRangeRateAndVolumeAreClampedWithTheirWarnings) {
 TEST_F(PlayCommand, AFileCutShortWhilePlayingPrintsTheErrorPlaysOutAndExitsWithOne) {
     // The second track's file is cut while the first is playing, long before the reader gets there.
     const std::string cut =
-        "(sleep 0.5; truncate -s 1000 " + test::shellQuoted(disc() / "02 A Minor Walk.flac") + ") & ";
+        "(sleep 1; truncate -s 1000 " + test::shellQuoted(disc() / "02 A Minor Walk.flac") + ") & ";
     const auto run =
         test::runProcess("timeout",
                          "--preserve-status -s TERM 60 " + test::shellQuoted(LORVAN_CLI) + " play " +
