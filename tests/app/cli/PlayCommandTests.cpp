@@ -93,6 +93,8 @@ TEST_F(PlayCommand, AFileCutShortWhilePlayingPrintsTheErrorPlaysOutAndExitsWithO
                              test::shellQuoted(cueSheet()) + " --output null --rate 4",
                          cut + environment(), true);
     EXPECT_EQ(run.status, 1) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("on audio file 'file:///")) << "the read error itself is printed";
+    EXPECT_THAT(run.out, HasSubstr("02%20A%20Minor%20Walk.flac"));
     EXPECT_THAT(run.out, HasSubstr("Playback stopped: the disc could not be read from frame"));
 }
 
