@@ -9,6 +9,7 @@ find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
 pkg_check_modules(TAGLIB REQUIRED IMPORTED_TARGET taglib)
 pkg_check_modules(PORTAUDIO REQUIRED IMPORTED_TARGET portaudio-2.0)
+pkg_check_modules(AUDIOHOSTS REQUIRED IMPORTED_TARGET alsa jack)
 pkg_check_modules(SOXR REQUIRED IMPORTED_TARGET soxr)
 
 if(LORVAN_APPS)

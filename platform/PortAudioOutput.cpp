@@ -5,6 +5,8 @@
 #include "playback/BuiltInOutputs.hpp"
 
 #include <algorithm>
+#include <alsa/asoundlib.h>
+#include <jack/jack.h>
 #include <portaudio.h>
 
 namespace lorvan::platform {
@@ -22,6 +24,18 @@ int renderCallback(const void* /*input*/, void* output, unsigned long frames,
     return paContinue;
 }
 
+// While PortAudio probes its host APIs, ALSA describes every card it cannot find and JACK every
+// server it cannot reach, straight to standard error, in the middle of the console log. The
+// outcome is what matters, and our own warning states it.
+void ignoreAlsaMessage(const char*, int, const char*, int, const char*, ...) {}
+void ignoreJackMessage(const char*) {}
+
+void quietenHostLibraries() {
+    snd_lib_error_set_handler(ignoreAlsaMessage);
+    jack_set_error_function(ignoreJackMessage);
+    jack_set_info_function(ignoreJackMessage);
+}
+
 } // namespace
 
 struct PortAudioOutput::Stream {
@@ -33,6 +47,7 @@ struct PortAudioOutput::Stream {
 
 PortAudioOutput::PortAudioOutput()
     : stream_(std::make_unique<Stream>()) {
+    quietenHostLibraries();
     if (const auto error = Pa_Initialize(); error != paNoError)
         throw unavailable("Couldn't start PortAudio", error);
     const auto device = Pa_GetDefaultOutputDevice();

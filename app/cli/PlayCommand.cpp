@@ -36,12 +36,13 @@ struct PlayArguments {
     std::optional<long> track;
 };
 
-// The self-pipe that carries SIGINT and SIGTERM into the event loop: the handler only writes.
+// The self-pipe that carries signals into the event loop: the handler only writes the signal's
+// number.
 int signalPipe[2] = {-1, -1};
 
-extern "C" void onTerminatingSignal(int) {
+extern "C" void onTerminatingSignal(int signal) {
     const int saved = errno;
-    const char byte = 1;
+    const char byte = static_cast<char>(signal);
     [[maybe_unused]] const auto written = write(signalPipe[1], &byte, 1);
     errno = saved;
 }
@@ -58,7 +59,7 @@ public:
             sigaction(signal, &action, nullptr);
     }
     ~SignalRoute() {
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGTSTP})
             std::signal(signal, SIG_DFL);
         for (int& fd : signalPipe)
             if (fd >= 0) {
@@ -69,6 +70,20 @@ public:
     SignalRoute(const SignalRoute&) = delete;
     SignalRoute& operator=(const SignalRoute&) = delete;
     [[nodiscard]] int readEnd() const { return signalPipe[0]; }
+
+    /// Ctrl-Z on the status screen: the loop gives the terminal back before the process stops.
+    static void routeSuspend() {
+        struct sigaction action {};
+        action.sa_handler = onTerminatingSignal;
+        sigemptyset(&action.sa_mask);
+        sigaction(SIGTSTP, &action, nullptr);
+    }
+    /// Stops the process as Ctrl-Z would have, and returns once it is continued.
+    static void suspend() {
+        std::signal(SIGTSTP, SIG_DFL);
+        raise(SIGTSTP);
+        routeSuspend();
+    }
 };
 
 /// On a terminal the log goes to a temporary file instead of the screen; the display shows
@@ -231,9 +246,22 @@ int runPlay(const PlayArguments& arguments) {
     QSocketNotifier signalNotifier(signalRoute.readEnd(), QSocketNotifier::Read);
     QObject::connect(&signalNotifier, &QSocketNotifier::activated, [&] {
         char bytes[16];
-        while (read(signalRoute.readEnd(), bytes, sizeof bytes) > 0) {
+        bool quit = false, suspend = false;
+        for (ssize_t count; (count = read(signalRoute.readEnd(), bytes, sizeof bytes)) > 0;)
+            for (ssize_t i = 0; i < count; ++i)
+                (bytes[i] == SIGTSTP ? suspend : quit) = true;
+        if (quit) {
+            QCoreApplication::exit(exitSuccess);
+        } else if (suspend && terminal) {
+            // The shell gets a sane terminal while we are stopped; the screen comes back after.
+            std::printf("\x1b[?25h\n");
+            std::fflush(stdout);
+            terminal.reset();
+            SignalRoute::suspend();
+            terminal.emplace(STDIN_FILENO);
+            std::printf("\x1b[2J\x1b[?25l");
+            std::fflush(stdout);
         }
-        QCoreApplication::exit(exitSuccess);
     });
 
     std::optional<KeyInterpreter> keys;
@@ -252,6 +280,7 @@ int runPlay(const PlayArguments& arguments) {
             const KeyAction action = keys->feed(std::string_view(bytes, static_cast<std::size_t>(count)));
             if (action != KeyAction::none) QCoreApplication::exit(exitSuccess);
         });
+        SignalRoute::routeSuspend();
         std::printf("\x1b[2J\x1b[?25l");
         QObject::connect(&redraw, &QTimer::timeout, [&] {
             if (!player) return;
