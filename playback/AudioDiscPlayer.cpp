@@ -619,31 +619,33 @@ void AudioDiscPlayer::previousTrack() {
     if (const auto track = trackAt(*snap.sequence, target)) goToTrack(*track, 1, false);
 }
 
-void AudioDiscPlayer::previousChapter() {
-    const Snapshot snap = snapshot();
-    if (!snap.disc) return;
+std::optional<AudioDiscPlayer::ChapterPlace> AudioDiscPlayer::chapterPlace() const {
+    ChapterPlace place{snapshot(), 0, 0, nullptr};
+    if (!place.snapshot.disc) return std::nullopt;
     const long cueIndex = currentCueIndex_.load();
-    if (cueIndex < 0 || static_cast<std::size_t>(cueIndex) >= snap.disc->cues.size()) return;
-    const long chapter = snap.disc->cues[static_cast<std::size_t>(cueIndex)].chapter;
-    const auto trackIndex = trackAt(*snap.sequence, currentPlaybackSequenceIndex_.load());
-    const AudioTrack* track = trackIndex ? trackOf(*snap.disc, *trackIndex) : nullptr;
-    if (!track) return;
-    if (chapter - 1 == 0 && !hasPregapCue(*snap.disc, *track)) return;
-    if (chapter - 1 < 0) return;
-    goToTrack(*trackIndex, chapter - 1, false);
+    if (cueIndex < 0 || static_cast<std::size_t>(cueIndex) >= place.snapshot.disc->cues.size())
+        return std::nullopt;
+    place.chapter = place.snapshot.disc->cues[static_cast<std::size_t>(cueIndex)].chapter;
+    const auto trackIndex = trackAt(*place.snapshot.sequence, currentPlaybackSequenceIndex_.load());
+    place.track = trackIndex ? trackOf(*place.snapshot.disc, *trackIndex) : nullptr;
+    if (!place.track) return std::nullopt;
+    place.trackIndex = *trackIndex;
+    return place;
+}
+
+void AudioDiscPlayer::previousChapter() {
+    const auto place = chapterPlace();
+    if (!place) return;
+    if (place->chapter - 1 == 0 && !hasPregapCue(*place->snapshot.disc, *place->track)) return;
+    if (place->chapter - 1 < 0) return;
+    goToTrack(place->trackIndex, place->chapter - 1, false);
 }
 
 void AudioDiscPlayer::nextChapter() {
-    const Snapshot snap = snapshot();
-    if (!snap.disc) return;
-    const long cueIndex = currentCueIndex_.load();
-    if (cueIndex < 0 || static_cast<std::size_t>(cueIndex) >= snap.disc->cues.size()) return;
-    const long chapter = snap.disc->cues[static_cast<std::size_t>(cueIndex)].chapter;
-    const auto trackIndex = trackAt(*snap.sequence, currentPlaybackSequenceIndex_.load());
-    const AudioTrack* track = trackIndex ? trackOf(*snap.disc, *trackIndex) : nullptr;
-    if (!track) return;
-    if (static_cast<long>(track->cueIndices.size()) <= chapter) return;
-    goToTrack(*trackIndex, chapter + 1, false);
+    const auto place = chapterPlace();
+    if (!place) return;
+    if (static_cast<long>(place->track->cueIndices.size()) <= place->chapter) return;
+    goToTrack(place->trackIndex, place->chapter + 1, false);
 }
 
 void AudioDiscPlayer::toggleShuffle() {

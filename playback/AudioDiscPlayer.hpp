@@ -239,6 +239,15 @@ private:
         std::shared_ptr<const Sequence> sequence;
     };
     [[nodiscard]] Snapshot snapshot() const;
+    /// The current chapter and the track at the current sequence entry, which chapter
+    /// navigation moves within; none without a disc or with the indices out of range.
+    struct ChapterPlace {
+        Snapshot snapshot;
+        long chapter;
+        long trackIndex;
+        const AudioTrack* track;
+    };
+    [[nodiscard]] std::optional<ChapterPlace> chapterPlace() const;
     void setSequence(Sequence sequence);
     [[nodiscard]] static std::optional<long> optionalIndex(long value) {
         return value < 0 ? std::nullopt : std::optional<long>(value);

@@ -1,10 +1,9 @@
 #include "CliSupport.hpp"
 #include "Commands.hpp"
+#include "PlaybackSupport.hpp"
 #include "core/ConsoleLog.hpp"
-#include "cuesheet/CueSheet.hpp"
 #include "cuesheet/CueSheetJson.hpp"
 #include "disc/AudioDisc.hpp"
-#include "platform/PlatformDiscServices.hpp"
 
 #include <cstdio>
 #include <filesystem>
@@ -73,19 +72,10 @@ nlohmann::json discJson(const AudioDisc& disc) {
     return json;
 }
 
-AudioDisc assemble(const std::filesystem::path& path) {
-    const AudioDiscServices services = platform::audioDiscServices();
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error))
-        return AudioDisc::fromDirectory(Url::fileURL(path), services);
-    const CueSheet sheet(readableFileUrl(path));
-    return AudioDisc::fromCueSheet(sheet, services);
-}
-
 int runInfo(const std::string& path, bool json) {
     if (json) useStandardErrorForLog();
     try {
-        const AudioDisc disc = assemble(path);
+        const AudioDisc disc = assembleDisc(path);
         if (json) std::printf("%s\n", discJson(disc).dump(2).c_str());
         return exitSuccess;
     } catch (const LocalizedError& error) {

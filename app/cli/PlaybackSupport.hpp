@@ -8,7 +8,7 @@
 
 namespace lorvan::cli {
 
-/// The disc of a cue sheet or of a folder of audio files, as `info` builds it. Throws the
+/// The disc of a cue sheet or of a folder of audio files, as `info`, `play` and `render` build it. Throws the
 /// `LocalizedError` of whichever step refused.
 [[nodiscard]] AudioDisc assembleDisc(const std::filesystem::path& path);
 
