@@ -13,6 +13,7 @@ extern "C" {
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -37,6 +38,19 @@ struct Output {
         }
     }
 };
+
+/// Writes every packet the encoder has ready; `function` names the caller in a failure block.
+void drainPackets(Output& out, AVStream* stream, const std::optional<Url>& url, const char* function) {
+    for (;;) {
+        const int status = avcodec_receive_packet(out.codec, out.packet);
+        if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) return;
+        if (status < 0) checkStatus(status, "ExtAudioFileWrite", url, function);
+        av_packet_rescale_ts(out.packet, out.codec->time_base, stream->time_base);
+        out.packet->stream_index = stream->index;
+        if (const int written = av_interleaved_write_frame(out.format, out.packet); written < 0)
+            checkStatus(written, "ExtAudioFileWrite", url, function);
+    }
+}
 
 struct Choice {
     const char* muxer;
@@ -176,16 +190,7 @@ void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encodin
     const bool variableFrames = (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) != 0;
     const int frameSize = out.codec->frame_size > 0 && !variableFrames ? out.codec->frame_size : 4096;
 
-    auto drain = [&] {
-        for (;;) {
-            const int status = avcodec_receive_packet(out.codec, out.packet);
-            if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) return;
-            check(status, "ExtAudioFileWrite");
-            av_packet_rescale_ts(out.packet, out.codec->time_base, stream->time_base);
-            out.packet->stream_index = stream->index;
-            check(av_interleaved_write_frame(out.format, out.packet), "ExtAudioFileWrite");
-        }
-    };
+    auto drain = [&] { drainPackets(out, stream, url, writeFunction); };
 
     const auto totalFrames = static_cast<std::size_t>(frameCount > 0 ? frameCount : 0);
     std::vector<std::int32_t> chunk;
@@ -254,16 +259,7 @@ struct AudioStreamWriter::State {
         if (status < 0) checkStatus(status, operation, url, streamFunction);
     }
 
-    void drain() {
-        for (;;) {
-            const int status = avcodec_receive_packet(out.codec, out.packet);
-            if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) return;
-            check(status, "ExtAudioFileWrite");
-            av_packet_rescale_ts(out.packet, out.codec->time_base, stream->time_base);
-            out.packet->stream_index = stream->index;
-            check(av_interleaved_write_frame(out.format, out.packet), "ExtAudioFileWrite");
-        }
-    }
+    void drain() { drainPackets(out, stream, url, streamFunction); }
 
     void encode(const float* const* planes, std::size_t offset, int frames) {
         av_frame_unref(out.frame);
