@@ -149,6 +149,9 @@ int runPlay(const PlayArguments& arguments) {
         if (value)
             if (auto message = checkFinite(name, *value)) return usage(*message);
     const bool interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+    // A play runs for an hour: a log piped to a file or another program should arrive as it
+    // is written, not in blocks, so standard output goes line by line from here on.
+    if (!interactive) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 
     static int argc = 1;
     static char name[] = "lorvan-cli";
