@@ -95,6 +95,9 @@ OutputConfiguration PortAudioOutput::configure(double sampleRate, int channels) 
     stream_->stream = nullptr;
     stream_->sampleRate = rate;
     configuration_ = {rate, parameters.channelCount};
+    const auto* hostAPI = Pa_GetHostApiInfo(info->hostApi);
+    log("Sound device", std::string(info->name) + " (" + (hostAPI ? hostAPI->name : "?") + "), " +
+                            std::to_string(static_cast<long>(rate)) + " Hz");
     return configuration_;
 }
 
