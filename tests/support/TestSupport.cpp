@@ -66,6 +66,13 @@ std::filesystem::path TemporaryDirectory::write(const std::string& name, std::st
     return file;
 }
 
+std::string fileText(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
 std::string shellQuoted(const std::filesystem::path& path) {
     std::string quoted = "'";
     for (const char c : path.string())

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <gtest/gtest.h>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +45,21 @@ public:
 private:
     std::filesystem::path path_;
 };
+
+/// The whole content of the file at `path`, empty when it cannot be read.
+[[nodiscard]] std::string fileText(const std::filesystem::path& path);
+
+/// The `Error` that `action` throws. When it throws nothing the test fails, and the
+/// exception thrown here ends it, since there is no error to check.
+template <typename Error, typename Action> Error thrown(Action&& action) {
+    try {
+        action();
+    } catch (const Error& error) {
+        return error;
+    }
+    ADD_FAILURE() << "the expected exception was not thrown";
+    throw std::logic_error("the expected exception was not thrown");
+}
 
 /// What a finished process left: its exit status (-1 when it did not exit normally, e.g. killed
 /// by a signal) and its standard output.
