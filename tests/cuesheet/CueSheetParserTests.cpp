@@ -120,28 +120,19 @@ TEST(CueSheetParser, ByteOrderMarkBlankLinesAndOddLinesAreLoggedAndSkipped) {
     EXPECT_EQ(sheet.tracks.size(), 1u);
     EXPECT_FALSE(sheet.metadata->releaseTitle);
     EXPECT_EQ(sheet.metadata->tracksMetadata->at(0).remixers, std::set<std::string>{"DJ Real"});
-    EXPECT_TRUE(log.contains("BOM detected."));
-    EXPECT_TRUE(log.contains("Empty line"));
-    EXPECT_TRUE(log.contains("The command 'REM' has no following argument"));
-    EXPECT_TRUE(log.contains("'COMMENT' is an unknown or ignored command."));
-    EXPECT_TRUE(log.contains("'FLAGS' is an unknown or ignored command."));
-    EXPECT_TRUE(log.contains("'IXER' is an unknown or ignored command."));
-    EXPECT_TRUE(log.contains("Quote non ended"));
-    EXPECT_TRUE(log.contains("The command 'PERFORMER' has no argument"));
-    EXPECT_TRUE(log.contains("Audio file 01"));
-    EXPECT_TRUE(log.contains(": a.wav | Type: WAVE"));
+    for (const char* line : {"BOM detected.", "Empty line", "The command 'REM' has no following argument",
+                             "'COMMENT' is an unknown or ignored command.", "'FLAGS' is an unknown or ignored command.",
+                             "'IXER' is an unknown or ignored command.", "Quote non ended",
+                             "The command 'PERFORMER' has no argument", "Audio file 01", ": a.wav | Type: WAVE"})
+        EXPECT_TRUE(log.contains(line)) << line;
 }
 
 TEST(CueSheetParser, CountsLinesAcrossEveryKindOfLineEnd) {
     // CR LF counts once; lone CR, LF, VT, FF, NEL, LS and PS each end a line.
     const std::string text = "FILE \"a.wav\" WAVE\r\nTRACK 01 AUDIO\r\x0B\x0C\xC2\x85\xE2\x80\xA8\xE2\x80\xA9INDEX 01 00:60:00\n";
-    try {
-        (void)parse(text);
-        FAIL();
-    } catch (const CueSheetError& error) {
-        EXPECT_EQ(error.kind(), Kind::INDEX_InvalidSecondValue);
-        EXPECT_EQ(error.line(), 8);
-    }
+    const auto error = test::thrown<CueSheetError>([&] { (void)parse(text); });
+    EXPECT_EQ(error.kind(), Kind::INDEX_InvalidSecondValue);
+    EXPECT_EQ(error.line(), 8);
 }
 
 TEST(CueSheetParser, IndexTimes) {
@@ -158,13 +149,10 @@ TEST(CueSheetParser, IndexTimes) {
     };
     test::CapturedLog log;
     for (const auto& [text, kind] : refused) {
-        try {
-            (void)CueSheet::parseIndexTime(text, 12);
-            ADD_FAILURE() << text << " was accepted";
-        } catch (const CueSheetError& error) {
-            EXPECT_EQ(error.kind(), kind) << text;
-            EXPECT_EQ(error.line(), 12);
-        }
+        SCOPED_TRACE(text);
+        const auto error = test::thrown<CueSheetError>([&] { (void)CueSheet::parseIndexTime(text, 12); });
+        EXPECT_EQ(error.kind(), kind);
+        EXPECT_EQ(error.line(), 12);
     }
     const std::string logged = log.text();
     EXPECT_EQ(std::count(logged.begin(), logged.end(), '\n'), static_cast<long>(refused.size()));
@@ -185,15 +173,11 @@ class CueSheetRefusal : public testing::TestWithParam<Refusal> {};
 TEST_P(CueSheetRefusal, ThrowsTheKindWithItsLineAndLogsIt) {
     const Refusal& refusal = GetParam();
     test::CapturedLog log;
-    try {
-        (void)parse(refusal.text);
-        FAIL() << "the sheet was accepted";
-    } catch (const CueSheetError& error) {
-        EXPECT_EQ(kindName(error.kind()), kindName(refusal.kind));
-        EXPECT_EQ(error.line(), refusal.line);
-        if (refusal.value) {
-            EXPECT_EQ(error.value(), refusal.value);
-        }
+    const auto error = test::thrown<CueSheetError>([&] { (void)parse(refusal.text); });
+    EXPECT_EQ(kindName(error.kind()), kindName(refusal.kind));
+    EXPECT_EQ(error.line(), refusal.line);
+    if (refusal.value) {
+        EXPECT_EQ(error.value(), refusal.value);
     }
     EXPECT_THAT(log.lines().back(), HasSubstr("⁉️ Syntax Error"));
 }
@@ -255,12 +239,9 @@ TEST(CueSheetParser, SecondIndex01DirectlyAfterTheFirstIsAcceptedWithoutIndex00)
 
 TEST(CueSheetParser, PregapThenIndex00IsADiscError) {
     test::CapturedLog log;
-    try {
-        (void)parse(file + track1 + "PREGAP 00:02:00\nINDEX 00 00:00:00\n");
-        FAIL();
-    } catch (const AudioDiscError& error) {
-        EXPECT_EQ(error.kind(), AudioDiscError::Kind::dummy);
-    }
+    const auto error =
+        test::thrown<AudioDiscError>([] { (void)parse(file + track1 + "PREGAP 00:02:00\nINDEX 00 00:00:00\n"); });
+    EXPECT_EQ(error.kind(), AudioDiscError::Kind::dummy);
     EXPECT_TRUE(log.contains("! Error"));
 }
 

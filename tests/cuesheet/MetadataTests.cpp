@@ -23,8 +23,17 @@ TEST(AudioDiscDate, ParsesPartialAndFullDates) {
     EXPECT_EQ(components(AudioDiscDate::parse("1999-7-14")), components(AudioDiscDate::parse("1999/07/14")));
     EXPECT_EQ(AudioDiscDate::parse("  2001--//4 ").description(), "2001-04");
     EXPECT_EQ(AudioDiscDate::parse("1857").components.year, 1857);
-    EXPECT_EQ(AudioDiscDate::parse("2000-02-29").components.day, 29);
-    EXPECT_EQ(AudioDiscDate::parse("2001-12-31").components.day, 31);
+    for (const char* text : {"2000-02-29", "2024-02-29", "2001-04-30", "2001-02-28"})
+        EXPECT_EQ(AudioDiscDate::parse(text).description(), text);
+    // Day 31 exists in seven months only.
+    for (int month = 1; month <= 12; ++month) {
+        const std::string text = "2001-" + std::to_string(month) + "-31";
+        if (std::set{1, 3, 5, 7, 8, 10, 12}.contains(month)) {
+            EXPECT_EQ(AudioDiscDate::parse(text).components.day, 31) << text;
+        } else {
+            EXPECT_THROW((void)AudioDiscDate::parse(text), CueSheetError) << text;
+        }
+    }
 }
 
 TEST(AudioDiscDate, RefusesImpossibleDatesWithTheirKind) {
@@ -44,37 +53,22 @@ TEST(AudioDiscDate, RefusesImpossibleDatesWithTheirKind) {
         {"2001-01-00", Kind::REM_DATE_InvalidValue_Day},
         {"2001-01-32", Kind::REM_DATE_InvalidValue_Day},
         {"2001-04-31", Kind::REM_DATE_InconsistentValues},
+        {"2023-02-29", Kind::REM_DATE_InconsistentValues},
         {"2001-02-29", Kind::REM_DATE_InconsistentValues},
         {"1900-02-29", Kind::REM_DATE_InconsistentValues},
         {"2000-02-30", Kind::REM_DATE_InconsistentValues},
     };
     for (const auto& [text, kind] : refused) {
+        SCOPED_TRACE(text);
         test::CapturedLog log;
-        try {
-            (void)AudioDiscDate::parse(text, 7);
-            ADD_FAILURE() << "'" << text << "' was accepted";
-        } catch (const CueSheetError& error) {
-            EXPECT_EQ(kindName(error.kind()), kindName(kind)) << text;
-            EXPECT_EQ(error.line(), 7);
-            EXPECT_TRUE(log.contains("Syntax Error")) << text;
-        }
+        const auto error = test::thrown<CueSheetError>([&] { (void)AudioDiscDate::parse(text, 7); });
+        EXPECT_EQ(kindName(error.kind()), kindName(kind));
+        EXPECT_EQ(error.line(), 7);
+        EXPECT_TRUE(log.contains("Syntax Error"));
     }
 }
 
-TEST(AudioDiscDate, MonthTypesAndLeapYears) {
-    EXPECT_EQ(AudioDiscDate::monthType(2), AudioDiscDate::MonthType::february);
-    for (int month : {4, 6, 9, 11}) EXPECT_EQ(AudioDiscDate::monthType(month), AudioDiscDate::MonthType::thirty);
-    for (int month : {1, 3, 5, 7, 8, 10, 12})
-        EXPECT_EQ(AudioDiscDate::monthType(month), AudioDiscDate::MonthType::thirtyOne);
-    EXPECT_TRUE(AudioDiscDate::isLeapYear(2000));
-    EXPECT_TRUE(AudioDiscDate::isLeapYear(2024));
-    EXPECT_FALSE(AudioDiscDate::isLeapYear(1900));
-    EXPECT_FALSE(AudioDiscDate::isLeapYear(2023));
-}
-
 TEST(ReleaseType, DisplayTextsRoundTrip) {
-    EXPECT_EQ(displayText(AudioMetadata::ReleaseType::unknown), "Unknown Rlease Type");
-    EXPECT_EQ(displayText(AudioMetadata::ReleaseType::djMix), "DJ Mix");
     for (int i = 0; i <= static_cast<int>(AudioMetadata::ReleaseType::unknown); ++i) {
         const auto type = static_cast<AudioMetadata::ReleaseType>(i);
         EXPECT_EQ(releaseTypeFromDisplayText(displayText(type)), type);

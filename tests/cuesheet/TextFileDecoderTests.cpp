@@ -72,29 +72,20 @@ TEST(TextFileDecoder, BrokenUtf16FallsThroughToLatin1) {
 
 TEST(TextFileDecoder, RefusesOtherUrlsWithoutReadingOrLogging) {
     test::CapturedLog log;
-    try {
-        (void)TextFileDecoder::decode(*Url::parse("https://example.org/a.cue"));
-        FAIL() << "expected a TextFileDecoderError";
-    } catch (const TextFileDecoderError& error) {
-        EXPECT_EQ(error.kind(), TextFileDecoderError::Kind::notAFileURL);
-        EXPECT_EQ(error.errorDescription(), "The URL provided does not point to a file");
-    }
+    const auto error = test::thrown<TextFileDecoderError>(
+        [] { (void)TextFileDecoder::decode(*Url::parse("https://example.org/a.cue")); });
+    EXPECT_EQ(error.kind(), TextFileDecoderError::Kind::notAFileURL);
+    EXPECT_EQ(error.errorDescription(), "The URL provided does not point to a file");
     EXPECT_EQ(log.text(), "");
-    EXPECT_EQ(TextFileDecoderError(TextFileDecoderError::Kind::dummy).errorDescription(),
-              "Dummy placeholder error message");
 }
 
 TEST(TextFileDecoder, AnUnreadableFileFailsEverySevenEncodings) {
     test::TemporaryDirectory directory;
     test::CapturedLog log;
-    try {
-        (void)TextFileDecoder::decode(Url::fileURL(directory.path() / "missing.cue"));
-        FAIL() << "expected a CueSheetError";
-    } catch (const CueSheetError& error) {
-        EXPECT_EQ(error.kind(), CueSheetError::Kind::dummy);
-        EXPECT_EQ(error.errorDescription(), "Dummy Error");
-        EXPECT_FALSE(error.line());
-    }
+    const auto error = test::thrown<CueSheetError>(
+        [&] { (void)TextFileDecoder::decode(Url::fileURL(directory.path() / "missing.cue")); });
+    EXPECT_EQ(error.kind(), CueSheetError::Kind::dummy);
+    EXPECT_FALSE(error.line());
     const auto steps = decodingSteps(log);
     ASSERT_EQ(steps.size(), 7u);
     EXPECT_EQ(steps.back(), "Unsu Western (ASCII)");
