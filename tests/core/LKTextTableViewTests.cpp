@@ -7,22 +7,11 @@ namespace {
 
 using Widths = std::vector<long>;
 
-TEST(LKTextTableView, DefaultsAndMeasuring) {
-    LKTextTableView table;
-    EXPECT_EQ(table.keys, std::vector<std::string>{"π"});
-    EXPECT_EQ(table._columnNumberElementCount, 7);
-    EXPECT_EQ(table._numberOfLineDigitCount, 1);
-    EXPECT_EQ(table._columnsMaxElementCount, (Widths{7, 11}));
-    EXPECT_EQ(table._boxUpRrightCorner, "╗");
-
-    LKTextTableView noRows({"Track", "π"}, {});
-    EXPECT_EQ(noRows._numberOfLineDigitCount, 1);
-    EXPECT_EQ(noRows._columnsMaxElementCount, (Widths{7, 6, 2})); // key + 1, "π" counts one
-}
-
 TEST(LKTextTableView, CellsWidenColumnsAndMissingCellsCountThree) {
     LKTextTableView table({"A", "Title"}, {{{"A", "x"}, {"Title", "A rather long title"}}, {{"Title", "é"}}, {}});
     EXPECT_EQ(table._columnsMaxElementCount, (Widths{7, 3, 19}));
+    // Without rows a column is its key and one more; "π" counts one.
+    EXPECT_EQ(LKTextTableView({"Track", "π"}, {})._columnsMaxElementCount, (Widths{7, 6, 2}));
 
     std::vector<LKTextTableView::Row> rows(10, {{"A", "1"}});
     LKTextTableView ten({"A"}, rows);

@@ -12,21 +12,23 @@ std::string before(const std::string& line, const std::string& separator) {
     return line.substr(0, line.find(separator));
 }
 
+std::string repeated(const std::string& text, int count) {
+    std::string result;
+    for (int i = 0; i < count; ++i)
+        result += text;
+    return result;
+}
+
 TEST(Characters, CountsUserPerceivedCharacters) {
-    EXPECT_EQ(characterCount(""), 0u);
-    EXPECT_EQ(characterCount("Track 01"), 8u);
-    EXPECT_EQ(characterCount("π"), 1u);
-    EXPECT_EQ(characterCount("⦿"), 1u);
-    EXPECT_EQ(characterCount("e\xCC\x81"), 1u);            // e + combining acute
-    EXPECT_EQ(characterCount("\xF0\x9F\x8E\xB5"), 1u);     // musical note emoji
-    EXPECT_EQ(characterCount("⁉️ Syntax Error"), 14u);     // emoji with variation selector
-    EXPECT_EQ(characterCount("a\r\nb"), 3u);               // CR LF is one character
-    EXPECT_EQ(characterCount("a\rb"), 3u);
-    EXPECT_EQ(characterCount("Ελλάδα ≔ «Café» – ║═╗"), 21u);
-    EXPECT_EQ(characterCount("α\xCC\x81β"), 2u);           // a combining mark after Greek joins it
-    EXPECT_EQ(characterCount("➤\xEF\xB8\x8F"), 1u);         // arrow + variation selector
-    EXPECT_EQ(characterCount("\xE6\x97\xA5\xE6\x9C\xAC"), 2u); // CJK
-    EXPECT_EQ(characterCount("\xFF\xFE"), 2u);             // invalid bytes still count
+    // Combining marks and variation selectors join the character before them, CR LF is one
+    // character, and invalid bytes count one each.
+    const std::pair<const char*, std::size_t> counts[]{
+        {"", 0},          {"Track 01", 8},       {"π", 1},        {"⦿", 1},
+        {"e\xCC\x81", 1}, {"\xF0\x9F\x8E\xB5", 1}, {"⁉️ Syntax Error", 14}, {"a\r\nb", 3},
+        {"a\rb", 3},      {"Ελλάδα ≔ «Café» – ║═╗", 21}, {"α\xCC\x81β", 2}, {"➤\xEF\xB8\x8F", 1},
+        {"\xE6\x97\xA5\xE6\x9C\xAC", 2}, {"\xFF\xFE", 2}};
+    for (const auto& [text, count] : counts)
+        EXPECT_EQ(characterCount(text), count) << text;
     EXPECT_EQ(firstCharacter("e\xCC\x81x"), "e\xCC\x81");
     EXPECT_EQ(firstCharacter("=-"), "=");
     EXPECT_EQ(firstCharacter(""), "");
@@ -42,34 +44,32 @@ TEST(IKErrorLocation, StampsLastPathComponentAndZeroPaddedLine) {
     EXPECT_NE(here.codeFilePath.find("LogEntryTests.cpp"), std::string::npos);
 }
 
-TEST(LogEntry, PadsTheLabelToTheValueColumn) {
-    const auto line = LogEntry("➤", "Buffering Level", " 85 %").description();
-    EXPECT_EQ(line, "➤ Buffering Level ······················· :  85 %");
-    EXPECT_EQ(characterCount(before(line, ": ")), 42u);
-
-    // 39 characters and no marker leave room for exactly one filler character.
-    const std::string label39(39, 'x');
-    EXPECT_EQ(LogEntry(std::nullopt, label39, "v").description(), label39 + " · : v");
-}
-
-TEST(LogEntry, LabelsThatFillOrOverflowTheColumnAreNotCut) {
-    const std::string label38(38, 'x'); // 40 − 2 characters of marker part: no filler at all
-    const auto line = LogEntry("⦿", label38, "v").description();
-    EXPECT_EQ(line, "⦿ " + label38 + " : v");
-    EXPECT_EQ(characterCount(before(line, ": ")), 41u);
-
-    const std::string label60(60, 'y');
-    EXPECT_EQ(LogEntry(std::nullopt, label60, "v").description(), label60 + " : v");
-}
-
-TEST(LogEntry, NormalisesContextAndFiller) {
-    EXPECT_EQ(LogEntry(std::nullopt, "Label").description(), "Label");     // no value: no padding, no colon
-    EXPECT_EQ(LogEntry("⦿", "Label").description(), "⦿ Label");
-    EXPECT_EQ(LogEntry("", "Label", "v").description().substr(0, 6), " Label"); // empty context: one space
-    EXPECT_EQ(LogEntry("⦿➤", "L", "v").context(), "⦿");
-    EXPECT_EQ(LogEntry(std::nullopt, "L", "v", "").filler(), "·");
-    EXPECT_EQ(LogEntry(std::nullopt, "L", "v", "=-").description(), "L " + std::string(39, '=') + " : v");
-    EXPECT_EQ(LogEntry(std::nullopt, "Combining", "v", "e\xCC\x81x").filler(), "e\xCC\x81");
+// The value column starts after 42 characters (marker part, label, filler), counted as the user
+// sees them; labels that reach it are never cut.
+TEST(LogEntry, LayoutsPadTheLabelToTheValueColumn) {
+    struct Row {
+        std::optional<std::string> context;
+        std::string label;
+        std::optional<std::string> value;
+        std::string filler, expected;
+    };
+    const std::string x38(38, 'x'), x39(39, 'x'), y60(60, 'y');
+    const Row rows[]{
+        {"➤", "Buffering Level", " 85 %", "·", "➤ Buffering Level ······················· :  85 %"},
+        {std::nullopt, x39, "v", "·", x39 + " · : v"}, // room for exactly one filler
+        {"⦿", x38, "v", "·", "⦿ " + x38 + " : v"},    // no room for a filler
+        {std::nullopt, y60, "v", "·", y60 + " : v"},
+        {std::nullopt, "Label", std::nullopt, "·", "Label"}, // no value: no padding, no colon
+        {"⦿", "Label", std::nullopt, "·", "⦿ Label"},
+        {"⦿➤", "Label", std::nullopt, "·", "⦿ Label"}, // the context is cut to one character
+        {"", "Label", std::nullopt, "·", " Label"},     // an empty context is one space
+        // A filler is cut to its first character, combining marks included; none means "·".
+        {std::nullopt, "L", "v", "", "L " + repeated("·", 39) + " : v"},
+        {std::nullopt, "L", "v", "=-", "L " + repeated("=", 39) + " : v"},
+        {std::nullopt, "L", "v", "e\xCC\x81x", "L " + repeated("e\xCC\x81", 39) + " : v"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(LogEntry(row.context, row.label, row.value, row.filler).description(), row.expected);
 }
 
 struct SampleError : LocalizedError {
@@ -82,14 +82,9 @@ struct SampleError : LocalizedError {
 };
 
 TEST(LogEntry, WarningAndErrorLines) {
-    const auto warning = LogEntry::warning("Rate out of range");
-    EXPECT_EQ(warning.label(), "✦ Warning");
-    EXPECT_EQ(warning.filler(), "-");
-    EXPECT_EQ(warning.value(), "Rate out of range");
-
+    EXPECT_EQ(LogEntry::warning("Rate out of range").description(),
+              "✦ Warning " + std::string(31, '-') + " : Rate out of range");
     const auto error = LogEntry::error(SampleError("No audio file found"), "⦿");
-    EXPECT_EQ(error.label(), "! Error");
-    EXPECT_EQ(error.value(), "Invalid Cue Sheet file | 'No audio file found'");
     EXPECT_EQ(error.description(), "⦿ ! Error " + std::string(31, '-') + " : Invalid Cue Sheet file | 'No audio file found'");
     EXPECT_EQ(LogEntry::error(SampleError(std::nullopt)).value(), "Invalid Cue Sheet file");
 }
@@ -104,13 +99,11 @@ TEST(LogEntry, PrintWritesOneLineToTheConsoleLog) {
 }
 
 TEST(Indent, NestsByFourColumnsWithTheMarkerInTheThird) {
-    EXPECT_EQ(indent(0, "⦿"), "");
-    EXPECT_EQ(indent(-3, "⦿"), "");
+    for (const auto& [level, marker, text] :
+         {std::tuple{0L, "⦿", ""}, {-3L, "⦿", ""}, {1L, "", "    "}, {1L, "⦿", "  ⦿ "}, {3L, "⦿", "          ⦿ "},
+          {2L, "➤⦿", "      ➤ "}})
+        EXPECT_EQ(indent(level, marker), text) << level << " " << marker;
     EXPECT_EQ(indent(1), "    ");
-    EXPECT_EQ(indent(1, ""), "    ");
-    EXPECT_EQ(indent(1, "⦿"), "  ⦿ ");
-    EXPECT_EQ(indent(3, "⦿"), "          ⦿ ");
-    EXPECT_EQ(indent(2, "➤⦿"), "      ➤ ");
 }
 
 TEST(IndentDeathTest, LevelsBeyondTwoToTheSixtyFirstAreFatal) {
