@@ -28,15 +28,7 @@ protected:
     }
     AudioDisc fromSheet(const std::string& text) { return AudioDisc::fromCueSheet(sheet(text), services); }
     AudioDisc fromDirectory() { return AudioDisc::fromDirectory(Url::fileURL(directory.path()), services); }
-    template <typename Action> AudioDiscError discError(Action action) {
-        try {
-            action();
-        } catch (const AudioDiscError& error) {
-            return error;
-        }
-        ADD_FAILURE() << "no AudioDiscError";
-        return AudioDiscError(AudioDiscError::Kind::dummy);
-    }
+    template <typename Action> AudioDiscError discError(Action action) { return test::thrown<AudioDiscError>(action); }
     std::vector<std::tuple<std::int64_t, long, long>> cueTuples(const AudioDisc& disc) {
         std::vector<std::tuple<std::int64_t, long, long>> result;
         for (const auto& cue : disc.cues)
@@ -70,8 +62,6 @@ TEST_F(AudioDiscTest, resolutionIsCaseSensitiveAndStaysInTheSheetsFolder) {
         [&] { (void)fromSheet("FILE \"track01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"); });
     EXPECT_EQ(error.kind(), AudioDiscError::Kind::audioFileNotFound);
     EXPECT_EQ(error.value(), "track01.wav");
-    EXPECT_EQ(error.failureReason(),
-              "The audio file 'track01.wav' isn't in the same directory as the cue cheet file.");
     EXPECT_TRUE(log.contains(": track01.mp3 not found"));
     EXPECT_TRUE(log.contains("! Error"));
 
@@ -152,13 +142,11 @@ TEST_F(AudioDiscTest, multiFileSheetWithPregapAtTheEndOfThePreviousFile) {
 TEST_F(AudioDiscTest, dataErrorsPropagateFromCueSheetAssembly) {
     wave("a.wav", sector * 100);
     wave("b.wav", sector * 100, 48000);
-    try {
+    const auto error = test::thrown<AudioDiscDataError>([&] {
         (void)fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
                         "FILE \"b.wav\" WAVE\n  TRACK 02 AUDIO\n    INDEX 01 00:00:00\n");
-        FAIL() << "assembled";
-    } catch (const AudioDiscDataError& error) {
-        EXPECT_EQ(error.kind(), AudioDiscDataError::Kind::inconsistentAudioFormat);
-    }
+    });
+    EXPECT_EQ(error.kind(), AudioDiscDataError::Kind::inconsistentAudioFormat);
 }
 
 TEST_F(AudioDiscTest, directoryGivesOneTrackPerViableFileInNameOrder) {
@@ -216,19 +204,15 @@ TEST_F(AudioDiscTest, artworkBaseNamesComeBeforeExtensions) {
 TEST_F(AudioDiscTest, finalStepRefusesCuesOutOfOrder) {
     wave("a.wav", sector * 100);
     auto data = AudioDiscData::create({Url::fileURL(directory.path() / "a.wav")}, 0, services.openAudioFile);
-    const auto build = [&](std::vector<AudioCue> cues) {
-        return discError([&] {
-            (void)AudioDisc(data, std::move(cues), std::nullopt, AudioDisc::Source::directory(Url()),
-                            services);
-        });
-    };
-    EXPECT_EQ(build({}).kind(), AudioDiscError::Kind::dummy);
-    EXPECT_EQ(build({{Uuid::random(), 0, 0, 1}, {Uuid::random(), 0, 1, 1}}).kind(),
-              AudioDiscError::Kind::dummy);
-    EXPECT_EQ(build({{Uuid::random(), 0, 1, 1}, {Uuid::random(), 10, 0, 2}}).kind(),
-              AudioDiscError::Kind::dummy);
-    EXPECT_EQ(build({{Uuid::random(), 0, 0, 2}, {Uuid::random(), 10, 0, 1}}).kind(),
-              AudioDiscError::Kind::dummy);
+    // No cues, two cues on one frame, a track going back, a chapter going back.
+    for (auto cues : std::vector<std::vector<AudioCue>>{{},
+                                                         {{Uuid::random(), 0, 0, 1}, {Uuid::random(), 0, 1, 1}},
+                                                         {{Uuid::random(), 0, 1, 1}, {Uuid::random(), 10, 0, 2}},
+                                                         {{Uuid::random(), 0, 0, 2}, {Uuid::random(), 10, 0, 1}}})
+        EXPECT_EQ(discError([&] {
+                      (void)AudioDisc(data, std::move(cues), std::nullopt, AudioDisc::Source::directory(Url()), services);
+                  }).kind(),
+                  AudioDiscError::Kind::dummy);
     const AudioDisc ok(data,
                        {{Uuid::random(), 0, 0, 1}, {Uuid::random(), 10, 0, 2}, {Uuid::random(), 20, 1, 0}},
                        std::nullopt, AudioDisc::Source::directory(Url()), services);
@@ -248,9 +232,6 @@ TEST_F(AudioDiscTest, oneMinuteOneTrackDiscIdentifiers) {
     const auto disc = fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
     ASSERT_TRUE(disc.onlineID.has_value());
     EXPECT_EQ(disc.onlineID->cddbValue, 0x02003C01U);
-    EXPECT_EQ(disc.onlineID->arV1Value, 4500U);
-    EXPECT_EQ(disc.onlineID->arV2Value, 9001U);
-    EXPECT_EQ(disc.onlineID->musicBrainz.size(), 28U);
     EXPECT_TRUE(log.contains("Disc ID - Accurated Rip v1"));
     EXPECT_TRUE(log.contains(": 00001194"));
     EXPECT_TRUE(log.contains("Disc ID - FreeDB/CDDB"));
@@ -289,6 +270,7 @@ TEST_F(AudioDiscTest, cdTablesInSectorsAreLoggedInOrder) {
     EXPECT_EQ(cues[6], "    4 |   2[1]    |    525 |    375 | 00:07.00 | 00:05.00 ");
     const auto ripper =
         disc.tableOfContents(TOCMode::tracksRipper, AudioDisc::TrackLengthMode::includingNextTrackPregap);
+    EXPECT_EQ(ripper[0], " Track |  Start |    End | Length | Start    | End      | Duration ");
     EXPECT_EQ(ripper[3], "     1 |    150 |    449 |    300 | 00:02.00 | 00:06.00 | 00:04.00 ");
     const auto brainz = disc.tableOfContents(TOCMode::tracksMusicBrainz,
                                              AudioDisc::TrackLengthMode::includingNextTrackPregap);
