@@ -204,49 +204,35 @@ protected:
     // Opening must throw LKOSStatus after printing the failure block for this file.
     LKOSStatus expectRefused(const std::filesystem::path& path) {
         CapturedLog log;
-        try {
-            (void)openFFmpegAudioFile(Url::fileURL(path));
-        } catch (const LKOSStatus& status) {
-            EXPECT_NE(status.rawValue, 0);
-            EXPECT_EQ(status.audioFileURL, Url::fileURL(path));
-            EXPECT_TRUE(status.operationDescription.has_value());
-            EXPECT_TRUE(log.contains("Operation '" + *status.operationDescription + "' on audio file '" +
-                                     Url::fileURL(path).absoluteString() + "' failed with error '"));
-            EXPECT_TRUE(log.contains("  ┗ Function ...... : init(forReading:)"));
-            return status;
-        }
-        ADD_FAILURE() << "opened " << path;
-        return LKOSStatus(0);
+        const Url url = Url::fileURL(path);
+        const auto status = test::thrown<LKOSStatus>([&] { (void)openFFmpegAudioFile(url); });
+        EXPECT_NE(status.rawValue, 0);
+        EXPECT_EQ(status.audioFileURL, url);
+        EXPECT_TRUE(log.contains("Operation '" + status.operationDescription.value_or("") + "' on audio file '" +
+                                 url.absoluteString() + "' failed with error '"));
+        EXPECT_TRUE(log.contains("  ┗ Function ...... : init(forReading:)"));
+        return status;
     }
     TemporaryDirectory directory;
 };
 
-TEST_F(BadFile, missingFileIsENOENT) {
-    const auto status = expectRefused(directory.path() / "missing.flac");
-    EXPECT_EQ(status.displayText(LKOSStatus::DisplayStyle::errorNames), "AVERROR(ENOENT)");
-    EXPECT_EQ(status.displayText(LKOSStatus::DisplayStyle::description), "No such file or directory");
-    EXPECT_EQ(status.operationDescription, "ExtAudioFileOpenURL");
-}
+TEST_F(BadFile, missingTextEmptyFolderAndTruncatedFilesAreRefusedAtOpen) {
+    const auto missing = expectRefused(directory.path() / "missing.flac");
+    EXPECT_EQ(missing.displayText(LKOSStatus::DisplayStyle::errorNames), "AVERROR(ENOENT)");
+    EXPECT_EQ(missing.displayText(LKOSStatus::DisplayStyle::description), "No such file or directory");
+    EXPECT_EQ(missing.operationDescription, "ExtAudioFileOpenURL");
 
-TEST_F(BadFile, textAndEmptyFilesAreRefused) {
     directory.write("notes.flac", "This is not audio, only a few words of text.\n");
     directory.write("empty.wav", "");
-    const auto text = expectRefused(directory.path() / "notes.flac");
-    EXPECT_NE(text.displayText(LKOSStatus::DisplayStyle::errorNames), "Unknown Error");
-    const auto empty = expectRefused(directory.path() / "empty.wav");
-    EXPECT_NE(empty.displayText(LKOSStatus::DisplayStyle::errorNames), "Unknown Error");
-}
-
-TEST_F(BadFile, aDirectoryNamedLikeAFileIsRefused) {
     std::filesystem::create_directory(directory.path() / "folder.flac");
-    expectRefused(directory.path() / "folder.flac");
-}
-
-TEST_F(BadFile, truncatedFlacIsRefusedAtOpen) {
-    const auto path = directory.path() / "cut.flac";
-    writeAudioFile(path, AudioFileEncoding::flac, 44100, 2, 16, test::testSignal(44100 * 4, 2, 16, 2));
-    std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
-    expectRefused(path);
+    const auto cut = directory.path() / "cut.flac";
+    writeAudioFile(cut, AudioFileEncoding::flac, 44100, 2, 16, test::testSignal(44100 * 4, 2, 16, 2));
+    std::filesystem::resize_file(cut, std::filesystem::file_size(cut) / 2);
+    for (const char* name : {"notes.flac", "empty.wav", "folder.flac", "cut.flac"}) {
+        SCOPED_TRACE(name);
+        EXPECT_NE(expectRefused(directory.path() / name).displayText(LKOSStatus::DisplayStyle::errorNames),
+                  "Unknown Error");
+    }
 }
 
 // Damage inside the stream is found by the read that reaches it, as a thrown status.
@@ -286,17 +272,13 @@ TEST(LKOSStatus, statusCheckPrintsAndThrowsOnlyOnFailure) {
     CapturedLog log;
     EXPECT_NO_THROW(checkStatus(0, "AudioFileClose", std::nullopt, "closeAndDispose()"));
     EXPECT_TRUE(log.text().empty());
-    try {
-        checkStatus(-5, "AudioFileClose", std::nullopt, "closeAndDispose()");
-        FAIL() << "no throw";
-    } catch (const LKOSStatus& status) {
-        EXPECT_EQ(status.rawValue, -5);
-        EXPECT_EQ(status.sourceFunction, "closeAndDispose()");
-        EXPECT_EQ(status.operationDescription, "AudioFileClose");
-        EXPECT_FALSE(status.audioFileURL.has_value());
-        ASSERT_TRUE(status.sourceLine.has_value());
-        EXPECT_GT(*status.sourceLine, 0);
-    }
+    const auto status =
+        test::thrown<LKOSStatus>([] { checkStatus(-5, "AudioFileClose", std::nullopt, "closeAndDispose()"); });
+    EXPECT_EQ(status.rawValue, -5);
+    EXPECT_EQ(status.sourceFunction, "closeAndDispose()");
+    EXPECT_EQ(status.operationDescription, "AudioFileClose");
+    EXPECT_FALSE(status.audioFileURL.has_value());
+    EXPECT_GT(status.sourceLine.value_or(0), 0);
     const auto lines = log.lines();
     ASSERT_EQ(lines.size(), 4U);
     EXPECT_TRUE(lines[0].starts_with("Operation 'AudioFileClose' failed with error -5 '"));
