@@ -2,7 +2,6 @@
 
 #include <QImage>
 #include <cstdio>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -39,10 +38,7 @@ TEST(ThemesCommand, ListsTheThemesInOrderAndMarksTheSelectedOne) {
     EXPECT_THAT(after.out, HasSubstr("* LCD Newton\n"));
     EXPECT_THAT(after.out, HasSubstr("  VHS\n"));
 
-    std::ifstream stored(home.path() / "Lorvan" / "Lorvan.conf");
-    std::stringstream text;
-    text << stored.rdbuf();
-    EXPECT_THAT(text.str(), HasSubstr("selectedTheme=LCD Newton"));
+    EXPECT_THAT(test::fileText(home.path() / "Lorvan" / "Lorvan.conf"), HasSubstr("selectedTheme=LCD Newton"));
 }
 
 TEST(ThemesCommand, RefusesAnUnknownNameAndListsTheKnownOnes) {
