@@ -5,6 +5,11 @@
 #include "playback/BuiltInOutputs.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
 #include <alsa/asoundlib.h>
 #include <jack/jack.h>
 #include <portaudio.h>
@@ -42,7 +47,8 @@ struct PortAudioOutput::Stream {
     PaStream* stream = nullptr;
     PaStreamParameters parameters{};
     double sampleRate = 0;
-    bool running = false;
+    std::atomic<bool> running{false};
+    bool abandoned = false;
 };
 
 PortAudioOutput::PortAudioOutput()
@@ -60,6 +66,7 @@ PortAudioOutput::PortAudioOutput()
 }
 
 PortAudioOutput::~PortAudioOutput() {
+    if (stream_->abandoned) return;
     stop();
     if (stream_->stream != nullptr) Pa_CloseStream(stream_->stream);
     Pa_Terminate();
@@ -119,6 +126,15 @@ void PortAudioOutput::start(AudioRenderSource& source) {
     stream_->running = true;
 }
 
+bool PortAudioOutput::lost() const noexcept {
+    return stream_->running.load() && Pa_IsStreamActive(stream_->stream) != 1;
+}
+
+void PortAudioOutput::abandon() noexcept {
+    stream_->abandoned = true;
+    stream_->running = false;
+}
+
 void PortAudioOutput::stop() noexcept {
     if (!stream_->running) return;
     // Pa_StopStream returns after the last callback has finished.
@@ -130,26 +146,37 @@ void PortAudioOutput::stop() noexcept {
 
 namespace {
 
-void warnNoDevice(const std::exception& error) {
-    LogEntry::warning(std::string("No sound device could be opened, playing to the null output: ") +
-                      error.what())
-        .print();
+void warnNoDevice(const std::string& reason) {
+    LogEntry::warning("No sound device could be opened, playing to the null output: " + reason).print();
 }
 
-/// The device while it works; the null output from the first failure on.
+void warnDeviceLost() {
+    LogEntry::warning("The sound device went away, playing on to the null output").print();
+}
+
+/// The device while it works; the null output from the first failure on, including a device
+/// that goes away while it plays (then the null output takes over the same source and playback
+/// carries on at the clock's pace).
 class DeviceOrNullOutput final : public AudioOutput {
 public:
-    explicit DeviceOrNullOutput(std::unique_ptr<AudioOutput> device)
+    explicit DeviceOrNullOutput(std::unique_ptr<PortAudioOutput> device)
         : device_(std::move(device)) {}
+    ~DeviceOrNullOutput() override { stop(); }
+    DeviceOrNullOutput(const DeviceOrNullOutput&) = delete;
+    DeviceOrNullOutput& operator=(const DeviceOrNullOutput&) = delete;
 
-    [[nodiscard]] std::string name() const override { return current().name(); }
+    [[nodiscard]] std::string name() const override {
+        std::lock_guard lock(mutex_);
+        return current().name();
+    }
 
     OutputConfiguration configure(double sampleRate, int channels) override {
         if (device_) {
             try {
-                return device_->configure(sampleRate, channels);
+                configuration_ = device_->configure(sampleRate, channels);
+                return configuration_;
             } catch (const AudioEngineError& error) {
-                fallBack(error);
+                fallBack(error.what());
             }
         }
         return null_.configure(sampleRate, channels);
@@ -159,28 +186,66 @@ public:
         if (device_) {
             try {
                 device_->start(source);
+                watch(source);
                 return;
             } catch (const AudioEngineError& error) {
-                fallBack(error);
+                fallBack(error.what());
             }
         }
         null_.start(source);
     }
 
-    void stop() noexcept override { current().stop(); }
+    void stop() noexcept override {
+        {
+            std::lock_guard lock(mutex_);
+            watching_ = false;
+        }
+        watchWake_.notify_all();
+        if (watcher_.joinable()) watcher_.join();
+        std::lock_guard lock(mutex_);
+        current().stop();
+    }
 
 private:
     [[nodiscard]] const AudioOutput& current() const {
         return device_ ? static_cast<const AudioOutput&>(*device_) : null_;
     }
-    AudioOutput& current() { return device_ ? *device_ : static_cast<AudioOutput&>(null_); }
-    void fallBack(const AudioEngineError& error) {
-        warnNoDevice(error);
+    AudioOutput& current() { return device_ ? static_cast<AudioOutput&>(*device_) : null_; }
+
+    void fallBack(const std::string& reason) {
+        warnNoDevice(reason);
         device_.reset();
         // The graph was sized for the device: keep its rate, which the null output accepts.
     }
 
-    std::unique_ptr<AudioOutput> device_;
+    // PortAudio reports a vanished device only as a stream that is no longer active, so it is
+    // looked at four times a second while playing.
+    void watch(AudioRenderSource& source) {
+        watching_ = true;
+        watcher_ = std::thread([this, &source] {
+            std::unique_lock lock(mutex_);
+            while (watching_) {
+                watchWake_.wait_for(lock, std::chrono::milliseconds(250), [this] { return !watching_; });
+                if (!watching_ || !device_->lost()) continue;
+                device_->abandon();
+                abandoned_.push_back(std::move(device_));
+                warnDeviceLost();
+                // The graph renders for the device's format; the null output takes it as it is.
+                null_.configure(configuration_.sampleRate, configuration_.channels);
+                null_.start(source);
+                return;
+            }
+        });
+    }
+
+    mutable std::mutex mutex_;
+    std::condition_variable watchWake_;
+    bool watching_ = false;
+    std::thread watcher_;
+    std::unique_ptr<PortAudioOutput> device_;
+    OutputConfiguration configuration_;
+    /// Lost devices are kept, never cleaned up (see `PortAudioOutput::abandon`).
+    std::vector<std::unique_ptr<PortAudioOutput>> abandoned_;
     NullAudioOutput null_;
 };
 
@@ -191,7 +256,7 @@ std::unique_ptr<AudioOutput> makePlaybackOutput(OutputChoice choice) {
     try {
         return std::make_unique<DeviceOrNullOutput>(std::make_unique<PortAudioOutput>());
     } catch (const AudioEngineError& error) {
-        warnNoDevice(error);
+        warnNoDevice(error.what());
         return std::make_unique<NullAudioOutput>();
     }
 }

@@ -23,6 +23,14 @@ public:
     void start(AudioRenderSource& source) override;
     void stop() noexcept override;
 
+    /// True once a started stream has stopped without being asked: the device was unplugged,
+    /// or the sound server it belongs to went away. Any thread.
+    [[nodiscard]] bool lost() const noexcept;
+    /// Gives up a lost stream without touching it again: PortAudio's clean-up of a stream whose
+    /// sound server has gone aborts the process. The stream and PortAudio stay allocated until
+    /// the process ends; `stop` and the destructor then do nothing.
+    void abandon() noexcept;
+
 private:
     struct Stream;
     std::unique_ptr<Stream> stream_;
