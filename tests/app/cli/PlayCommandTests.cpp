@@ -59,6 +59,15 @@ TEST_F(PlayCommand, RepeatIsPersistedAndATerminationSignalEndsTheRunCleanly) {
     EXPECT_THAT(settings(), HasSubstr("selectedRepeatMode=None"));
 }
 
+TEST_F(PlayCommand, APipedLogArrivesLineByLineWhileItPlays) {
+    // Killed outright after two seconds, the process flushes nothing more: what the pipe holds
+    // is what had arrived by then, which must reach the read-ahead filling up.
+    const auto run = test::runProcess("timeout", "-s KILL 2 " + test::shellQuoted(LORVAN_CLI) + " play " +
+                                                     test::shellQuoted(cueSheet()) + " --output null",
+                                      environment());
+    EXPECT_THAT(run.out, HasSubstr("Buffering Level ······················· : 100 %"));
+}
+
 TEST_F(PlayCommand, RefusesBadOptionsAndInputsWithTheSharedExitStatuses) {
     const std::string sheet = test::shellQuoted(cueSheet());
     EXPECT_EQ(cli("play " + sheet + " --output speakers").status, 2);
