@@ -83,6 +83,14 @@ void AudioDiscPlayer::fill() {
 
 void AudioDiscPlayer::schedule() {
     if (playbackIsResetting_.load() || !disc()) return;
+    {
+        // With the node at its limit and the read-ahead full, a pass would change nothing, and
+        // that is the state after every reading pass in steady playback: skipping the hop saves
+        // a thread wake-up per buffer. Whatever changes either count posts a pass of its own.
+        std::lock_guard lock(pipelineMutex_);
+        if (currentlyScheduledBuffers_ >= schedulingLimit && static_cast<long>(deque_.size()) > readAheadLimit - 1)
+            return;
+    }
     scheduleBufferQueue_->async([weak = weak_from_this()] {
         auto self = weak.lock();
         if (!self) return;
