@@ -5,35 +5,31 @@
 
 #include <atomic>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <random>
 
 namespace lorvan {
 namespace {
 
 using test::CompletionLog;
-using test::signature;
 using test::signatureBuffer;
 
-/// An engine on the offline output whose sink collects the first channel.
+/// An engine on the offline output whose sink collects what it is given.
 struct OfflineRig {
-    explicit OfflineRig(int channels = 2) {
+    OfflineRig() {
         auto offline = std::make_unique<OfflineAudioOutput>(
             [this](const float* const* planes, int count, std::uint32_t frames) {
                 std::lock_guard lock(mutex);
-                for (int channel = 0; channel < count; ++channel) {
-                    if (collected.size() < static_cast<std::size_t>(count))
-                        collected.resize(static_cast<std::size_t>(count));
-                    collected[static_cast<std::size_t>(channel)].insert(
-                        collected[static_cast<std::size_t>(channel)].end(), planes[channel],
-                        planes[channel] + frames);
-                }
-                ++deliveries;
+                collected.resize(static_cast<std::size_t>(count));
+                for (std::size_t channel = 0; channel < collected.size(); ++channel)
+                    collected[channel].insert(collected[channel].end(), planes[channel],
+                                              planes[channel] + frames);
                 changed.notify_all();
             },
             1000);
         output = offline.get();
         engine = std::make_unique<GraphAudioEngine>(std::move(offline), platform::soxrResamplerFactory());
-        engine->connect(AudioFormat::processing(44100, channels));
+        engine->connect(AudioFormat::processing(44100, 2));
     }
     bool waitForFrames(std::size_t frames) {
         std::unique_lock lock(mutex);
@@ -44,7 +40,6 @@ struct OfflineRig {
     std::mutex mutex;
     std::condition_variable changed;
     test::Planes collected;
-    int deliveries = 0;
     OfflineAudioOutput* output;
     std::unique_ptr<GraphAudioEngine> engine;
 };
@@ -57,28 +52,24 @@ TEST(EngineOfflineOutputTest, DeliversExactlyTheScheduledAudioAndWaitsInsteadOfR
     // Nothing scheduled yet: the output waits, it does not fill the gap.
     std::int64_t frame = 0;
     int index = 0;
-    for (std::uint32_t frames : {881U, 1U, 2000U}) {
-        rig.engine->playerNode().scheduleBuffer(signatureBuffer(2, frame, frames), log.handler(index++));
-        frame += frames;
-    }
+    const auto schedule = [&](std::initializer_list<std::uint32_t> lengths) {
+        for (std::uint32_t frames : lengths) {
+            rig.engine->playerNode().scheduleBuffer(signatureBuffer(2, frame, frames), log.handler(index++));
+            frame += frames;
+        }
+    };
+    schedule({881U, 1U, 2000U});
     ASSERT_TRUE(rig.waitForFrames(static_cast<std::size_t>(frame)));
     ASSERT_TRUE(log.waitFor(3));
     // The pipeline ran dry here; the next buffers follow without anything in between.
-    for (std::uint32_t frames : {3U, 4410U, 97U}) {
-        rig.engine->playerNode().scheduleBuffer(signatureBuffer(2, frame, frames), log.handler(index++));
-        frame += frames;
-    }
+    schedule({3U, 4410U, 97U});
     ASSERT_TRUE(log.waitFor(6));
     rig.output->finish();
     rig.output->waitUntilFinished();
     EXPECT_EQ(rig.output->framesDelivered(), static_cast<std::uint64_t>(frame));
     std::lock_guard lock(rig.mutex);
     ASSERT_EQ(rig.collected[0].size(), static_cast<std::size_t>(frame));
-    for (std::size_t channel = 0; channel < 2; ++channel)
-        for (std::int64_t at = 0; at < frame; ++at)
-            ASSERT_EQ(rig.collected[channel][static_cast<std::size_t>(at)],
-                      signature(static_cast<int>(channel), at))
-                << "frame " << at;
+    test::expectSignature(rig.collected, 0, static_cast<std::size_t>(frame));
 }
 
 TEST(EngineOfflineOutputTest, FinishWithNothingScheduledEndsAtOnceAndSinkFailuresReachTheCaller) {
@@ -138,19 +129,15 @@ TEST(EnginePlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning)
 // runs exactly once, in scheduling order, never on the render thread; ThreadSanitizer is silent.
 TEST(EngineConcurrencyTest, ScheduleRenderAndStopOnThreeThreads) {
     constexpr int buffers = 3000;
-    std::mutex mutex;
-    std::vector<int> order;
+    CompletionLog log;
     OfflineRig rig;
     std::atomic<bool> scheduling{true};
     rig.engine->start();
     rig.engine->playerNode().play();
     std::thread scheduler([&] {
-        for (int index = 0; index < buffers; ++index) {
-            rig.engine->playerNode().scheduleBuffer(signatureBuffer(2, index, 17 + index % 50), [&, index] {
-                std::lock_guard lock(mutex);
-                order.push_back(index);
-            });
-        }
+        for (int index = 0; index < buffers; ++index)
+            rig.engine->playerNode().scheduleBuffer(signatureBuffer(2, index, 17 + index % 50),
+                                                    log.handler(index));
         scheduling = false;
     });
     std::thread controller([&] {
@@ -179,10 +166,9 @@ TEST(EngineConcurrencyTest, ScheduleRenderAndStopOnThreeThreads) {
     rig.engine->playerNode().stop();
     rig.output->finish();
     rig.output->waitUntilFinished();
-    std::lock_guard lock(mutex);
-    ASSERT_EQ(order.size(), static_cast<std::size_t>(buffers));
-    for (int index = 0; index < buffers; ++index)
-        ASSERT_EQ(order[static_cast<std::size_t>(index)], index);
+    std::vector<int> expected(buffers);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(log.order(), expected);
     EXPECT_EQ(rig.engine->playerNode().pendingCount(), 0U);
 }
 

@@ -2,8 +2,10 @@
 
 #include "platform/SoxrResampler.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <gtest/gtest.h>
 #include <numbers>
 
 namespace lorvan::test {
@@ -41,6 +43,22 @@ void append(Planes& to, const Planes& from) {
         to[channel].insert(to[channel].end(), from[channel].begin(), from[channel].end());
 }
 
+void expectSignature(const Planes& planes, std::int64_t firstFrame, std::size_t frames) {
+    for (std::size_t channel = 0; channel < planes.size(); ++channel) {
+        ASSERT_GE(planes[channel].size(), frames);
+        for (std::size_t frame = 0; frame < frames; ++frame)
+            ASSERT_EQ(planes[channel][frame],
+                      signature(static_cast<int>(channel), firstFrame + static_cast<std::int64_t>(frame)))
+                << "channel " << channel << " frame " << frame;
+    }
+}
+
+void expectSilence(const Planes& planes, std::size_t from) {
+    for (const auto& plane : planes)
+        EXPECT_TRUE(std::all_of(plane.begin() + static_cast<std::ptrdiff_t>(from), plane.end(),
+                                [](float sample) { return sample == 0.0F; }));
+}
+
 AudioPlayerNode::DataConsumedHandler CompletionLog::handler(int index) {
     return [this, index] {
         {
@@ -72,12 +90,17 @@ std::size_t CompletionLog::count() const {
     return order_.size();
 }
 
-ManualEngine::ManualEngine(int discChannels, int outputChannels, double outputRate, double discRate) {
+ManualEngine::ManualEngine(int discChannels, int outputChannels, double outputRate, double discRate)
+    : discChannels(discChannels) {
     auto manual = std::make_unique<ManualAudioOutput>(outputChannels, outputRate);
     output = manual.get();
     engine = std::make_unique<GraphAudioEngine>(std::move(manual), platform::soxrResamplerFactory());
     engine->connect(AudioFormat::processing(discRate, discChannels));
     engine->start();
+}
+
+void ManualEngine::schedule(std::int64_t first, std::uint32_t frames) {
+    node().scheduleBuffer(signatureBuffer(discChannels, first, frames), log.handler(scheduled++));
 }
 
 } // namespace lorvan::test

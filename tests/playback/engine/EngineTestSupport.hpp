@@ -26,6 +26,10 @@ using Planes = std::vector<std::vector<float>>;
                                                     std::uint32_t frames, double hertz,
                                                     float amplitude = 0.5F, double rate = 44100);
 void append(Planes& to, const Planes& from);
+/// The first `frames` frames of every plane are `signature` from `firstFrame` on, bit for bit.
+void expectSignature(const Planes& planes, std::int64_t firstFrame, std::size_t frames);
+/// Every plane is silent from frame `from` on.
+void expectSilence(const Planes& planes, std::size_t from = 0);
 
 /// Records data-consumed handlers as they run.
 class CompletionLog {
@@ -49,9 +53,16 @@ private:
 struct ManualEngine {
     explicit ManualEngine(int discChannels = 2, int outputChannels = 0, double outputRate = 0,
                           double discRate = 44100);
+    GraphPlayerNode& node() { return engine->playerNode(); }
+    /// Schedules `signature` frames `first`...`first + frames - 1`, logged under the next index.
+    void schedule(std::int64_t first, std::uint32_t frames);
+
+    int discChannels;
+    int scheduled = 0;
+    // Before the engine: its destruction runs the handlers of what is left.
+    CompletionLog log;
     ManualAudioOutput* output;
     std::unique_ptr<GraphAudioEngine> engine;
-    GraphPlayerNode& node() { return engine->playerNode(); }
 };
 
 } // namespace lorvan::test
