@@ -2,10 +2,12 @@
 // node whose buffers the test consumes by hand.
 
 #include "PlayerTestSupport.hpp"
+#include "platform/FFmpegAudioEncoder.hpp"
+#include "platform/PlatformDiscServices.hpp"
+#include "support/TestSupport.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <numeric>
 #include <string>
 #include <vector>
 
@@ -34,117 +36,93 @@ AudioDisc standardDisc() {
 /// Everything the player reports, as text, in order.
 struct Recorder {
     explicit Recorder(AudioDiscPlayer& player) {
-        player.onPlayerStateChanged = [this](State state) {
-            events.push_back("state " + std::to_string(static_cast<int>(state)));
+        const auto text = [](std::optional<long> index) { return index ? std::to_string(*index) : "-"; };
+        player.onPlayerStateChanged = [this](State state) { add("state ", static_cast<int>(state)); };
+        player.onCurrentTrackIndexChanged = [=, this](std::optional<long> track) {
+            add("track ", text(track));
         };
-        player.onCurrentTrackIndexChanged = [this](std::optional<long> track) {
-            events.push_back("track " + (track ? std::to_string(*track) : std::string("-")));
+        player.onCurrentChapterChanged = [=, this](std::optional<long> chapter) {
+            add("chapter ", text(chapter));
         };
-        player.onCurrentChapterChanged = [this](std::optional<long> chapter) {
-            events.push_back("chapter " + (chapter ? std::to_string(*chapter) : std::string("-")));
-        };
-        player.onPositionsChanged = [this](bool seeking, bool inPlayer, double, std::int64_t frame,
-                                           std::int64_t, std::int64_t, std::int64_t, std::int64_t) {
-            events.push_back(std::string(seeking ? "seek " : "positions ") + (inPlayer ? "" : "empty ") +
-                             std::to_string(frame));
+        player.onPositionsChanged = [this](bool seeking, bool inPlayer, double, std::int64_t frame, auto...) {
+            add(std::string(seeking ? "seek " : "positions ") + (inPlayer ? "" : "empty "), frame);
         };
         player.onRepeatModeChanged = [this](RepeatMode mode) {
-            events.push_back("repeat " + std::string(AudioDiscPlayer::rawValue(mode)));
+            add("repeat ", std::string(AudioDiscPlayer::rawValue(mode)));
         };
-        player.onShuffleChanged = [this](bool on) { events.push_back(on ? "shuffle on" : "shuffle off"); };
+        player.onShuffleChanged = [this](bool on) { add("shuffle ", on ? "on" : "off"); };
         player.onPlaybackMainTimecodeModeChanged = [this](TimecodeMode mode) {
-            events.push_back("mode " + std::to_string(static_cast<int>(mode)));
+            add("mode ", static_cast<int>(mode));
         };
         player.onNewDiscInserted = [this](const std::optional<AudioDisc>& disc) {
-            events.push_back(disc ? "inserted" : "ejected");
+            events.emplace_back(disc ? "inserted" : "ejected");
         };
-        player.onPlaybackSequenceChanged = [this] { events.push_back("sequence"); };
+        player.onPlaybackSequenceChanged = [this] { events.emplace_back("sequence"); };
     }
-    [[nodiscard]] long count(const std::string& event) const {
-        return std::count(events.begin(), events.end(), event);
-    }
+    void add(const std::string& name, const std::string& value) { events.push_back(name + value); }
+    void add(const std::string& name, std::int64_t value) { add(name, std::to_string(value)); }
+    [[nodiscard]] long count(const std::string& event) const { return std::ranges::count(events, event); }
     std::vector<std::string> events;
 };
 
 class PlayerTest : public ::testing::Test {
 protected:
-    void insert(AudioDisc disc = standardDisc()) {
-        h.player->insertDisc(std::move(disc));
-        h.pump();
-    }
+    void insert(AudioDisc disc = standardDisc()) { h.insert(std::move(disc)); }
     AudioDiscPlayer& player() { return *h.player; }
-    PlayerHarness h;
+    /// Every shuffling draw, each of which takes the last index: 0, 1, 2, 3 shuffles to 3, 0, 1, 2.
+    std::vector<std::pair<std::size_t, std::size_t>> draws;
+    PlayerHarness h{[this](std::size_t first, std::size_t last) {
+        draws.emplace_back(first, last);
+        return last;
+    }};
 };
 
-// MARK: - Types and construction
+// MARK: - Construction, insert, load, eject
 
-TEST(PlayerTypesTest, RepeatModesRoundTripThroughTheirPersistedText) {
-    EXPECT_EQ(AudioDiscPlayer::rawValue(RepeatMode::none), "None");
-    EXPECT_EQ(AudioDiscPlayer::rawValue(RepeatMode::track), "Current Track");
-    EXPECT_EQ(AudioDiscPlayer::rawValue(RepeatMode::disc), "Entire Disc");
+TEST_F(PlayerTest, StartsEmptyWithTheRepeatModeReadFromItsPersistedText) {
+    EXPECT_EQ(player().repeatMode(), RepeatMode::none) << "nothing persisted";
+    EXPECT_EQ(player().disc(), nullptr);
+    EXPECT_EQ(player().currentTrackIndex(), std::nullopt);
+    EXPECT_TRUE(player().playbackSequence().empty());
+
+    const std::vector<std::pair<std::string, RepeatMode>> persisted{{"None", RepeatMode::none},
+                                                                    {"Current Track", RepeatMode::track},
+                                                                    {"Entire Disc", RepeatMode::disc},
+                                                                    {"entire disc", RepeatMode::none},
+                                                                    {"Sometimes", RepeatMode::none}};
+    for (const auto& [text, mode] : persisted) {
+        SCOPED_TRACE(text);
+        auto defaults = std::make_shared<InMemoryUserDefaults>();
+        defaults->setString("selectedRepeatMode", text);
+        EXPECT_EQ(AudioDiscPlayer::create({h.engine, h.populate, h.scheduler, h.mainThread, defaults, {}})
+                      ->repeatMode(),
+                  mode);
+    }
     for (RepeatMode mode : {RepeatMode::none, RepeatMode::track, RepeatMode::disc})
         EXPECT_EQ(AudioDiscPlayer::repeatMode(AudioDiscPlayer::rawValue(mode)), mode);
-    EXPECT_EQ(AudioDiscPlayer::repeatMode("entire disc"), std::nullopt);
-    EXPECT_EQ(description(AudioDiscPlayerError::noError), "No Error");
-    EXPECT_EQ(description(AudioDiscPlayerError::dummy), "Dummy");
 }
 
-TEST(PlayerTypesTest, ConstructionReadsThePersistedRepeatModeAndStartsEmpty) {
-    PlayerHarness fresh;
-    EXPECT_EQ(fresh.player->repeatMode(), RepeatMode::none);
-
-    auto defaults = std::make_shared<InMemoryUserDefaults>();
-    defaults->setString("selectedRepeatMode", "Entire Disc");
-    auto player = AudioDiscPlayer::create(
-        {fresh.engine, fresh.populate, fresh.scheduler, fresh.mainThread, defaults, {}});
-    EXPECT_EQ(player->repeatMode(), RepeatMode::disc);
-    EXPECT_EQ(player->state(), State::stopped);
-    EXPECT_EQ(player->disc(), nullptr);
-    EXPECT_EQ(player->currentTrackIndex(), std::nullopt);
-    EXPECT_EQ(player->currentChapter(), std::nullopt);
-    EXPECT_TRUE(player->playbackSequence().empty());
-    EXPECT_FLOAT_EQ(player->volumeBeforeMute(), 1.0F);
-    EXPECT_FALSE(player->shuffle() || player->newBeatMode() || player->amplifierIsActive() ||
-                 player->rateControlsAreActive());
-
-    defaults->setString("selectedRepeatMode", "Sometimes");
-    auto unknown = AudioDiscPlayer::create(
-        {fresh.engine, fresh.populate, fresh.scheduler, fresh.mainThread, defaults, {}});
-    EXPECT_EQ(unknown->repeatMode(), RepeatMode::none);
-}
-
-// MARK: - Insert, load, eject
-
-TEST_F(PlayerTest, InsertStopsAtTheFirstTrackIndex01AndReportsInOrder) {
+TEST_F(PlayerTest, InsertStopsAtTheFirstTrackIndex01ReportsInOrderAndForgetsThePreviousModes) {
     h.defaults->setString("selectedRepeatMode", "Current Track");
     Recorder recorder(player());
     insert();
-
     EXPECT_EQ(player().state(), State::stopped);
     EXPECT_EQ(player().discFramePosition(), 2'000);
     EXPECT_EQ(player().currentCueIndex(), 1);
-    EXPECT_EQ(player().currentTrackIndex(), 0);
-    EXPECT_EQ(player().currentChapter(), std::nullopt);
-    EXPECT_EQ(player().repeatMode(), RepeatMode::track);
-    EXPECT_THAT(player().playbackSequence(), ElementsAre(0, 1, 2, 3));
     EXPECT_EQ(player().positions().discPlaybackFramePosition, 0);
     EXPECT_FALSE(h.node().playing);
     EXPECT_TRUE(h.node().scheduled.empty());
     EXPECT_EQ(player().dequeCount(), 0);
-
     EXPECT_THAT(recorder.events, ElementsAre("mode 0", "state 0", "repeat Current Track", "shuffle off",
                                              "mode 0", "positions 2000", "track 0", "chapter -", "sequence",
                                              "track 0", "positions 2000", "inserted"));
-}
 
-TEST_F(PlayerTest, InsertClearsTheLastFrameFlagAndShuffle) {
-    insert();
     player().setRepeatMode(RepeatMode::disc);
     player().toggleShuffle();
     ASSERT_TRUE(player().shuffle());
     insert();
     EXPECT_FALSE(player().shuffle());
-    EXPECT_EQ(player().repeatMode(), RepeatMode::none) << "the persisted mode, not the one set";
+    EXPECT_EQ(player().repeatMode(), RepeatMode::track) << "the persisted mode, not the one set";
     EXPECT_THAT(player().playbackSequence(), ElementsAre(0, 1, 2, 3));
 }
 
@@ -162,12 +140,37 @@ TEST_F(PlayerTest, LoadConnectsTheGraphInTheProcessingFormatAndStartsTheEngine) 
     h.pump();
     EXPECT_EQ(player().state(), State::playing);
     EXPECT_EQ(player().discFramePosition(), 2'000);
-}
 
-TEST_F(PlayerTest, AnEngineThatCannotStartReachesTheCaller) {
+    // An engine that cannot start reaches the caller, and nothing plays.
     h.engine->failStart = true;
     EXPECT_THROW(player().load(standardDisc(), true), AudioEngineError);
     EXPECT_EQ(player().state(), State::stopped);
+}
+
+TEST_F(PlayerTest, OpeningACueSheetLoadsItsDiscAndAFailureKeepsTheDiscInPlace) {
+    TemporaryDirectory directory;
+    const std::vector<std::int32_t> samples(2 * 588 * 40, 0);
+    platform::writeAudioFile(directory.path() / "disc.wav", platform::AudioFileEncoding::wave, 44100, 2, 16,
+                             samples);
+    const auto sheet =
+        directory.write("disc.cue", "FILE \"disc.wav\" WAVE\n"
+                                    "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                                    "  TRACK 02 AUDIO\n    INDEX 00 00:00:10\n    INDEX 01 00:00:20\n");
+    const AudioDiscServices services = platform::audioDiscServices();
+    player().openCueSheet(Url::fileURL(sheet), false, services);
+    ASSERT_NE(player().disc(), nullptr);
+    EXPECT_EQ(player().disc()->tracks.size(), 2U);
+    EXPECT_EQ(player().state(), State::stopped);
+    EXPECT_TRUE(h.engine->running);
+
+    player().nextTrack();
+    player().nextTrack();
+    EXPECT_EQ(player().discFramePosition(), 20 * 588) << "track 2 at INDEX 01";
+
+    const auto disc = player().disc();
+    EXPECT_ANY_THROW(player().openCueSheet(Url::fileURL(directory.path() / "missing.cue"), true, services));
+    EXPECT_EQ(player().disc(), disc);
+    EXPECT_EQ(player().state(), State::playing);
 }
 
 TEST_F(PlayerTest, StopEjectStopsWhilePlayingThenEjects) {
@@ -205,7 +208,7 @@ TEST_F(PlayerTest, StopEjectStopsWhilePlayingThenEjects) {
     EXPECT_FALSE(player().shuffle());
 }
 
-// MARK: - Transport
+// MARK: - Transport and positions
 
 TEST_F(PlayerTest, PlayPauseCyclesAndPausingResetsTheMetersOnTheSchedulerQueue) {
     insert(makeDisc({100'000, 150'000}, {{0, 0, 0}, {2'000, 0, 1}, {60'000, 1, 1}}, 0, nullptr,
@@ -318,116 +321,65 @@ TEST_F(PlayerTest, TimecodeModeChangesRedrawPositionsOnlyWhenNotStopped) {
 
 // MARK: - Navigation
 
-TEST_F(PlayerTest, GoToTrackFindsTheCueBearingTheChapter) {
-    insert();
-    player().goToTrack(1, 3, false);
-    EXPECT_EQ(player().discFramePosition(), 90'000);
-    player().goToTrack(2, 0, false);
-    EXPECT_EQ(player().discFramePosition(), 100'000);
-    player().goToTrack(3, 2, false);
-    player().goToTrack(4, 1, false);
-    player().goToTrack(-1, 1, false);
-    EXPECT_EQ(player().discFramePosition(), 100'000) << "missing chapters and tracks do nothing";
-}
-
-TEST_F(PlayerTest, SequenceIndicesEndAtTheLastEntryButStayAtTheFirst) {
-    insert();
-    EXPECT_EQ(player().nextSequenceIndex(1), 2);
-    EXPECT_EQ(player().nextSequenceIndex(3), std::nullopt);
-    EXPECT_EQ(player().previousSequenceIndex(2), 1);
-    EXPECT_EQ(player().previousSequenceIndex(0), 0);
-    EXPECT_EQ(player().nextSequenceIndex(4), std::nullopt);
-    EXPECT_EQ(player().previousSequenceIndex(-1), std::nullopt);
-
-    player().setRepeatMode(RepeatMode::disc);
-    EXPECT_EQ(player().nextSequenceIndex(3), 0);
-    EXPECT_EQ(player().previousSequenceIndex(0), 3);
-
-    player().setRepeatMode(RepeatMode::track);
-    EXPECT_EQ(player().nextSequenceIndex(1), 1);
-    EXPECT_EQ(player().previousSequenceIndex(1), 1);
-}
-
-TEST_F(PlayerTest, NextTrackStartsFromStoppedAndHonoursRepeatAtTheLastEntry) {
-    insert();
-    player().nextTrack();
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_EQ(player().discFramePosition(), 2'000) << "from stopped: the first entry";
-    player().nextTrack();
-    EXPECT_EQ(player().discFramePosition(), 60'000);
-    player().nextTrack();
-    EXPECT_EQ(player().discFramePosition(), 103'000) << "lands on INDEX 01, never on a pregap";
-    player().nextTrack();
-    EXPECT_EQ(player().discFramePosition(), 180'000);
-
-    player().nextTrack();
-    EXPECT_EQ(player().discFramePosition(), 180'000) << "repeat none ends at the last entry";
-
-    player().setRepeatMode(RepeatMode::track);
-    player().seekToFrame(200'000, false);
-    player().nextTrack();
-    EXPECT_EQ(player().discFramePosition(), 180'000) << "repeat track restarts the track";
-
-    player().setRepeatMode(RepeatMode::disc);
-    player().nextTrack();
-    EXPECT_EQ(player().discFramePosition(), 2'000) << "repeat disc wraps to the first entry";
-    EXPECT_EQ(player().currentPlaybackSequenceIndex(), 0);
-}
-
-TEST_F(PlayerTest, PreviousTrackRestartsFromTheGoldenRatioInSeconds) {
-    insert();
-    player().previousTrack();
-    EXPECT_EQ(player().state(), State::playing) << "from stopped: plays the current entry";
-    EXPECT_EQ(player().discFramePosition(), 2'000);
-
-    const std::int64_t threshold = player().restartThresholdFrames();
-    EXPECT_EQ(threshold, 71'355) << "44100 x 1.618033988749895, truncated";
-
-    player().seekToFrame(103'000 + threshold, false);
-    player().previousTrack();
-    EXPECT_EQ(player().discFramePosition(), 103'000);
-
-    player().seekToFrame(103'000 + threshold - 1, false);
-    player().previousTrack();
-    EXPECT_EQ(player().discFramePosition(), 60'000);
-
-    player().seekToFrame(101'000, false);
-    player().previousTrack();
-    EXPECT_EQ(player().discFramePosition(), 60'000) << "inside a pregap the position is negative";
-
-    player().seekToFrame(5'000, false);
-    player().previousTrack();
-    EXPECT_EQ(player().discFramePosition(), 2'000) << "at the first entry with repeat none: restart";
-
-    player().setRepeatMode(RepeatMode::disc);
-    player().seekToFrame(5'000, false);
-    player().previousTrack();
-    EXPECT_EQ(player().discFramePosition(), 180'000) << "repeat disc wraps to the last entry";
-}
-
-TEST_F(PlayerTest, ChapterNavigationStaysInsideTheTrack) {
-    insert();
-    player().goToTrack(1, 1, false);
-    player().previousChapter();
-    EXPECT_EQ(player().discFramePosition(), 60'000) << "no pregap before chapter 1: nothing";
-    player().nextChapter();
-    EXPECT_EQ(player().discFramePosition(), 80'000);
-    player().nextChapter();
-    EXPECT_EQ(player().discFramePosition(), 90'000);
-    player().nextChapter();
-    EXPECT_EQ(player().discFramePosition(), 90'000) << "the last chapter has no next";
-    player().previousChapter();
-    EXPECT_EQ(player().discFramePosition(), 80'000);
-
-    player().goToTrack(2, 1, false);
-    player().previousChapter();
-    EXPECT_EQ(player().discFramePosition(), 100'000) << "chapter 0 is the pregap";
-    player().previousChapter();
-    EXPECT_EQ(player().discFramePosition(), 100'000);
-    player().nextChapter();
-    EXPECT_EQ(player().discFramePosition(), 103'000);
-    player().nextChapter();
-    EXPECT_EQ(player().discFramePosition(), 103'000);
+TEST_F(PlayerTest, TrackAndChapterNavigationFromEachPlaceUnderEachRepeatMode) {
+    using Action = std::function<void(AudioDiscPlayer&)>;
+    const Action next = [](AudioDiscPlayer& p) { p.nextTrack(); };
+    const Action previous = [](AudioDiscPlayer& p) { p.previousTrack(); };
+    const Action nextChapter = [](AudioDiscPlayer& p) { p.nextChapter(); };
+    const Action previousChapter = [](AudioDiscPlayer& p) { p.previousChapter(); };
+    const auto goTo = [](long track, long chapter) -> Action {
+        return [=](AudioDiscPlayer& p) { p.goToTrack(track, chapter, false); };
+    };
+    constexpr std::int64_t stopped = -1;
+    constexpr std::int64_t threshold = 71'355; // 44100 × the golden ratio in seconds, truncated
+    struct Row {
+        RepeatMode repeat;
+        std::int64_t from;
+        Action action;
+        std::int64_t expected;
+        const char* why;
+    };
+    const std::vector<Row> table{
+        {RepeatMode::none, stopped, next, 2'000, "from stopped: the first entry"},
+        {RepeatMode::none, stopped, previous, 2'000, "from stopped: plays the current entry"},
+        {RepeatMode::none, 5'000, next, 60'000, ""},
+        {RepeatMode::none, 60'000, next, 103'000, "lands on INDEX 01, never on a pregap"},
+        {RepeatMode::none, 103'000, next, 180'000, ""},
+        {RepeatMode::none, 200'000, next, 200'000, "repeat none ends at the last entry"},
+        {RepeatMode::track, 200'000, next, 180'000, "repeat track restarts the track"},
+        {RepeatMode::disc, 200'000, next, 2'000, "repeat disc wraps to the first entry"},
+        {RepeatMode::none, 103'000 + threshold, previous, 103'000, "from the threshold on: restart"},
+        {RepeatMode::none, 103'000 + threshold - 1, previous, 60'000, "before it: the previous track"},
+        {RepeatMode::none, 101'000, previous, 60'000, "inside a pregap the position is negative"},
+        {RepeatMode::none, 5'000, previous, 2'000, "at the first entry with repeat none: restart"},
+        {RepeatMode::disc, 5'000, previous, 180'000, "repeat disc wraps to the last entry"},
+        {RepeatMode::track, 110'000, previous, 103'000, "repeat track never leaves the track"},
+        {RepeatMode::none, 60'000, previousChapter, 60'000, "no pregap before chapter 1: nothing"},
+        {RepeatMode::none, 60'000, nextChapter, 80'000, ""},
+        {RepeatMode::none, 80'000, nextChapter, 90'000, ""},
+        {RepeatMode::none, 90'000, nextChapter, 90'000, "the last chapter has no next"},
+        {RepeatMode::none, 90'000, previousChapter, 80'000, ""},
+        {RepeatMode::none, 103'000, previousChapter, 100'000, "chapter 0 is the pregap"},
+        {RepeatMode::none, 100'000, previousChapter, 100'000, "nothing before the pregap"},
+        {RepeatMode::none, 100'000, nextChapter, 103'000, ""},
+        {RepeatMode::none, 103'000, nextChapter, 103'000, "chapter navigation stays inside the track"},
+        {RepeatMode::none, 2'000, goTo(1, 3), 90'000, "the cue bearing the chapter"},
+        {RepeatMode::none, 2'000, goTo(2, 0), 100'000, ""},
+        {RepeatMode::none, 90'000, goTo(3, 2), 90'000, "a missing chapter does nothing"},
+        {RepeatMode::none, 90'000, goTo(4, 1), 90'000, "a missing track does nothing"},
+        {RepeatMode::none, 90'000, goTo(-1, 1), 90'000, ""},
+    };
+    for (const Row& row : table) {
+        SCOPED_TRACE(std::string(AudioDiscPlayer::rawValue(row.repeat)) + " from " +
+                     std::to_string(row.from) + ": " + row.why);
+        insert();
+        player().setRepeatMode(row.repeat);
+        if (row.from != stopped) player().seekToFrame(row.from, false);
+        row.action(player());
+        EXPECT_EQ(player().discFramePosition(), row.expected);
+        EXPECT_EQ(player().state(), State::playing);
+    }
+    EXPECT_EQ(player().restartThresholdFrames(), threshold);
 }
 
 // MARK: - Playing across boundaries
@@ -453,63 +405,56 @@ TEST_F(PlayerTest, ConsumedBuffersAdvanceCueTrackAndChapterAcrossBoundaries) {
     EXPECT_EQ(player().currentTrackIndex(), 1);
 }
 
-TEST_F(PlayerTest, RepeatTrackReturnsToIndex01AtTheTrackBoundary) {
-    insert();
-    player().setRepeatMode(RepeatMode::track);
-    player().seekToFrame(100'000 - 882, false);
-    h.consume(1);
-    EXPECT_EQ(player().discFramePosition(), 60'000) << "back to the start of track 2";
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_EQ(player().currentCueIndex(), 2);
-    EXPECT_EQ(h.node().scheduled.front().buffer->channelData(0)[0], frameSample(60'000));
-}
-
-// MARK: - End of disc
-
-class EndOfDiscTest : public PlayerTest {
-protected:
-    void playToTheEnd() {
-        player().seekToFrame(total - 2'000, false);
-        h.consume(10);
+TEST_F(PlayerTest, TrackAndDiscEndsFollowRepeatAndTheShuffledSequence) {
+    struct Row {
+        bool shuffle; // 3, 0, 1, 2
+        RepeatMode repeat;
+        std::int64_t from;
+        long buffers;
+        State state;
+        std::int64_t expected;
+        const char* why;
+    };
+    const std::vector<Row> table{
+        {false, RepeatMode::none, total - 2'000, 10, State::stopped, 2'000, "the disc stops at the start"},
+        {false, RepeatMode::disc, total - 2'000, 10, State::playing, 2'000 + 7 * 882, "starts over"},
+        {false, RepeatMode::track, total - 2'000, 10, State::playing, 180'000 + 7 * 882, "replays track 4"},
+        {false, RepeatMode::track, 100'000 - 882, 1, State::playing, 60'000, "back to track 2's INDEX 01"},
+        {true, RepeatMode::none, 60'000 - 882, 1, State::playing, 60'000, "track 1 is followed by track 2"},
+        {true, RepeatMode::none, 100'000 - 882, 1, State::playing, 103'000, "track 3 skipping its pregap"},
+        {true, RepeatMode::none, 180'000 - 882, 1, State::stopped, 180'000, "the last entry ends the disc"},
+        {true, RepeatMode::disc, 180'000 - 882, 1, State::playing, 180'000, "back to the first entry"},
+        {true, RepeatMode::disc, total - 882, 1, State::playing, 2'000, "track 4 is followed by track 1"},
+    };
+    for (const Row& row : table) {
+        SCOPED_TRACE(std::string(row.shuffle ? "shuffled, " : "") +
+                     std::string(AudioDiscPlayer::rawValue(row.repeat)) + ": " + row.why);
+        insert();
+        player().setRepeatMode(row.repeat);
+        if (row.shuffle) player().toggleShuffle();
+        draws.clear();
+        player().seekToFrame(row.from, false);
+        h.consume(row.buffers);
+        EXPECT_EQ(player().state(), row.state);
+        EXPECT_EQ(player().discFramePosition(), row.expected);
+        EXPECT_TRUE(draws.empty()) << "never shuffled again";
+        EXPECT_FALSE(player().hasReachedEndOfPlaylist()) << "stored only, never driven";
+        if (row.state == State::stopped)
+            EXPECT_TRUE(h.node().scheduled.empty());
+        else
+            EXPECT_EQ(h.node().scheduled.front().buffer->channelData(0)[0], frameSample(row.expected));
     }
-};
-
-TEST_F(EndOfDiscTest, WithoutRepeatTheDiscStopsAtTheStart) {
-    insert();
-    Recorder recorder(player());
-    playToTheEnd();
-    EXPECT_EQ(player().state(), State::stopped);
-    EXPECT_EQ(player().discFramePosition(), 2'000);
-    EXPECT_TRUE(h.node().scheduled.empty());
-    EXPECT_EQ(recorder.events.back(), "state 0");
-    EXPECT_FALSE(player().hasReachedEndOfPlaylist()) << "stored only, never driven";
 }
 
-TEST_F(EndOfDiscTest, RepeatDiscStartsOverAndRepeatTrackReplaysTheLastTrack) {
-    insert();
-    player().setRepeatMode(RepeatMode::disc);
-    playToTheEnd();
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_EQ(player().discFramePosition(), 2'000 + 7 * 882) << "restarted at INDEX 01 and kept playing";
-
-    player().setRepeatMode(RepeatMode::track);
-    playToTheEnd();
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_EQ(player().currentTrackIndex(), 3);
-    EXPECT_EQ(player().discFramePosition(), 180'000 + 7 * 882);
-}
-
-TEST_F(EndOfDiscTest, TheLastFrameConsumedWhilePausedStopsEveryLaterResume) {
+TEST_F(PlayerTest, TheLastFrameConsumedWhilePausedStopsEveryLaterResume) {
     insert();
     player().seekToFrame(total - 2 * 882, false);
     h.pump();
     ASSERT_EQ(h.node().scheduled.size(), 2U);
-    h.node().consumeOne();
-    h.pump();
+    h.consume(1);
     player().playPause();
     // The engine reports the last buffer just after the pause.
-    h.node().consumeOne();
-    h.pump();
+    h.consume(1);
     EXPECT_TRUE(player().lastFrameReachedWhilePaused());
     EXPECT_EQ(player().state(), State::paused);
     EXPECT_EQ(player().discFramePosition(), total);
@@ -536,130 +481,41 @@ TEST_F(EndOfDiscTest, TheLastFrameConsumedWhilePausedStopsEveryLaterResume) {
 
 // MARK: - Shuffle
 
-struct RecordingRandom {
-    std::vector<std::pair<std::size_t, std::size_t>> calls;
-    std::function<std::size_t(std::size_t, std::size_t)> pick;
-};
-
-class ShuffleTest : public ::testing::Test {
-protected:
-    ShuffleTest()
-        : random(std::make_shared<RecordingRandom>())
-        , h([random = random](std::size_t first, std::size_t last) {
-            random->calls.emplace_back(first, last);
-            return random->pick ? random->pick(first, last) : last;
-        }) {
-        h.player->insertDisc(standardDisc());
-        h.pump();
-    }
-    AudioDiscPlayer& player() { return *h.player; }
-    std::shared_ptr<RecordingRandom> random;
-    PlayerHarness h;
-};
-
-TEST_F(ShuffleTest, FisherYatesDrawsFromEachPositionToTheEnd) {
+TEST_F(PlayerTest, ShuffleDrawsFromEachPositionToTheEndAndTurningItOffSorts) {
+    insert();
     player().toggleShuffle();
     EXPECT_TRUE(player().shuffle());
-    EXPECT_THAT(random->calls, ElementsAre(std::pair<std::size_t, std::size_t>{0, 3},
-                                           std::pair<std::size_t, std::size_t>{1, 3},
-                                           std::pair<std::size_t, std::size_t>{2, 3}));
+    using Draw = std::pair<std::size_t, std::size_t>;
+    EXPECT_THAT(draws, ElementsAre(Draw{0, 3}, Draw{1, 3}, Draw{2, 3}));
     EXPECT_THAT(player().playbackSequence(), ElementsAre(3, 0, 1, 2));
 
     player().toggleShuffle();
     EXPECT_FALSE(player().shuffle());
-    EXPECT_THAT(player().playbackSequence(), ElementsAre(0, 1, 2, 3)) << "turning off sorts";
-    EXPECT_EQ(random->calls.size(), 3U) << "sorting draws nothing";
-}
-
-TEST_F(ShuffleTest, IdentityDrawsKeepTheOrderAndStoppedStaysStopped) {
-    random->pick = [](std::size_t first, std::size_t) { return first; };
-    Recorder recorder(player());
-    player().toggleShuffle();
     EXPECT_THAT(player().playbackSequence(), ElementsAre(0, 1, 2, 3));
-    EXPECT_EQ(player().state(), State::stopped);
-    EXPECT_EQ(player().discFramePosition(), 2'000);
-    EXPECT_EQ(recorder.count("state 0"), 1);
-    EXPECT_EQ(recorder.count("shuffle on"), 1);
-    EXPECT_EQ(recorder.count("sequence"), 1);
+    EXPECT_EQ(draws.size(), 3U) << "sorting draws nothing";
 }
 
-TEST_F(ShuffleTest, TogglingWhilePlayingJumpsToTheFirstEntryOfTheNewOrder) {
-    player().seekToFrame(70'000, false);
-    player().toggleShuffle();
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_EQ(player().discFramePosition(), 180'000);
-    EXPECT_EQ(player().currentPlaybackSequenceIndex(), 0);
-    EXPECT_EQ(player().currentTrackIndex(), 3);
-}
-
-TEST_F(ShuffleTest, TogglingWhilePausedRepositionsAndStaysPaused) {
-    player().seekToFrame(70'000, false);
-    player().playPause();
+TEST_F(PlayerTest, TogglingShuffleMovesToTheNewFirstEntryAndKeepsTheState) {
     Recorder recorder(player());
-    player().toggleShuffle();
-    h.pump();
-    EXPECT_EQ(player().state(), State::paused);
-    EXPECT_EQ(player().discFramePosition(), 180'000);
-    EXPECT_EQ(recorder.count("state 0"), 0) << "a pause is never reported as a stop";
-    EXPECT_EQ(recorder.events.back(), "state 2");
-    ASSERT_FALSE(h.node().scheduled.empty());
+    for (const State before : {State::stopped, State::playing, State::paused}) {
+        SCOPED_TRACE(static_cast<int>(before));
+        insert();
+        if (before != State::stopped) player().seekToFrame(70'000, false);
+        if (before == State::paused) player().playPause();
+        recorder.events.clear();
+        player().toggleShuffle();
+        h.pump();
+        EXPECT_EQ(player().state(), before);
+        EXPECT_EQ(player().discFramePosition(), 180'000);
+        EXPECT_EQ(player().currentTrackIndex(), 3);
+        EXPECT_EQ(player().currentPlaybackSequenceIndex(), 0);
+        EXPECT_EQ(recorder.count("sequence"), 1);
+        EXPECT_EQ(recorder.count("state 0"), before == State::stopped ? 1 : 0) << "a pause is never a stop";
+        EXPECT_EQ(h.node().scheduled.empty(), before == State::stopped) << "read ahead unless stopped";
+    }
     player().playPause();
     h.consume(1);
-    EXPECT_EQ(player().discFramePosition(), 180'000 + 882);
-}
-
-TEST_F(ShuffleTest, ShuffledPlaybackFollowsTheSequenceAndEndsAfterItsLastEntry) {
-    player().toggleShuffle(); // 3, 0, 1, 2
-    player().play();
-    EXPECT_EQ(player().discFramePosition(), 180'000);
-    player().goToTrack(0, 1, false);
-    ASSERT_EQ(player().currentPlaybackSequenceIndex(), 1);
-
-    player().seekToFrame(60'000 - 882, false);
-    h.consume(1);
-    EXPECT_EQ(player().discFramePosition(), 60'000) << "the next entry is track 2";
-    EXPECT_EQ(player().currentPlaybackSequenceIndex(), 2);
-
-    player().seekToFrame(100'000 - 882, false);
-    h.consume(1);
-    EXPECT_EQ(player().discFramePosition(), 103'000) << "track 3 at INDEX 01, skipping its pregap";
-    EXPECT_EQ(player().currentPlaybackSequenceIndex(), 3);
-
-    player().seekToFrame(180'000 - 882, false);
-    h.consume(1);
-    EXPECT_EQ(player().state(), State::stopped) << "the last entry ended with repeat none";
-    EXPECT_EQ(player().discFramePosition(), 180'000);
-}
-
-TEST_F(ShuffleTest, ShuffledRepeatDiscGoesBackToTheFirstEntryWithoutReshuffling) {
-    player().toggleShuffle();
-    player().setRepeatMode(RepeatMode::disc);
-    player().play();
-    player().goToTrack(2, 1, false);
-    player().seekToFrame(180'000 - 882, false);
-    h.consume(1);
-    EXPECT_EQ(player().state(), State::playing);
-    EXPECT_EQ(player().discFramePosition(), 180'000);
-    EXPECT_EQ(random->calls.size(), 3U);
-
-    // At the end of the disc, the entry after track 4 (the first) is track 1.
-    player().seekToFrame(total - 882, false);
-    h.consume(1);
-    EXPECT_EQ(player().discFramePosition(), 2'000);
-}
-
-TEST(ShuffleDefaultSourceTest, ShufflesIntoAPermutation) {
-    PlayerHarness h;
-    std::vector<CueSpec> cues;
-    for (long track = 0; track < 20; ++track)
-        cues.push_back({track * 1'000, track, 1});
-    h.player->insertDisc(makeDisc({20'000}, cues));
-    h.player->toggleShuffle();
-    auto sequence = h.player->playbackSequence();
-    std::sort(sequence.begin(), sequence.end());
-    std::vector<long> expected(20);
-    std::iota(expected.begin(), expected.end(), 0L);
-    EXPECT_EQ(sequence, expected);
+    EXPECT_EQ(player().discFramePosition(), 180'000 + 882) << "the pause resumes at the new first entry";
 }
 
 // MARK: - Lifetime

@@ -29,7 +29,7 @@ TEST(BufferSchedulingTest, AMultiFileDiscWithPregapsPlaysBitExactFromStartToEnd)
     h.player->insertDisc(makeDisc(
         lengths, {{0, 0, 0}, {150, 0, 1}, {4'000, 1, 0}, {5'500, 1, 1}, {7'900, 2, 0}, {9'000, 2, 1}}, 150));
     h.player->seekToFrame(0, false);
-    h.consumeAll();
+    h.consume();
 
     ASSERT_EQ(h.node().heard.size(), 2U);
     std::vector<float> expected(150, 0.0F);
@@ -79,13 +79,15 @@ TEST(BufferSchedulingTest, FillReadsNothingFromTheLastFrame) {
     EXPECT_EQ(h.player->currentBufferingPosition(), total - 1);
 }
 
-TEST(BufferSchedulingTest, NewBuffersGoInFrontAndTheOldestAreScheduledFirst) {
+TEST(BufferSchedulingTest, NewBuffersGoInFrontTheOldestAreScheduledFirstAndBothStayAtTheirLimits) {
     PlayerHarness h;
     h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}}));
     h.player->seekToFrame(1'000, false);
     ASSERT_EQ(h.populate->drain(), 1);
     EXPECT_EQ(h.player->dequeCount(), AudioDiscPlayer::readAheadLimit);
-    EXPECT_EQ(h.player->currentBufferingPosition(), 1'000 + 50 * 882);
+    const std::int64_t reading = h.player->currentBufferingPosition();
+    EXPECT_EQ(reading, 1'000 + 50 * 882);
+    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().level(), 50.0 / 500.0) << "the deque's buffers count";
 
     h.pump();
     EXPECT_EQ(h.player->currentlyScheduledBuffers(), AudioDiscPlayer::schedulingLimit);
@@ -96,22 +98,12 @@ TEST(BufferSchedulingTest, NewBuffersGoInFrontAndTheOldestAreScheduledFirst) {
                   frameSample(1'000 + 882 * static_cast<long>(i)))
             << "buffer " << i;
     EXPECT_DOUBLE_EQ(h.player->bufferingMeter().level(), 1.0);
-}
+    EXPECT_EQ(h.player->currentBufferingPosition(), reading + 450 * 882);
 
-TEST(BufferSchedulingTest, WithAFullDequeFillReadsNothingAndTheSchedulerDrainsIt) {
-    PlayerHarness h;
-    h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}}));
-    h.player->seekToFrame(0, false);
-    h.pump();
-    const std::int64_t reading = h.player->currentBufferingPosition();
-
+    // With a full deque a reading pass reads nothing; each consumed buffer is replaced from it.
     h.player->fill();
     h.populate->drain();
-    EXPECT_EQ(h.player->currentBufferingPosition(), reading);
-    EXPECT_EQ(h.player->dequeCount(), 50);
-    h.pump();
-    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 450);
-
+    EXPECT_EQ(h.player->currentBufferingPosition(), reading + 450 * 882);
     ASSERT_TRUE(h.node().consumeOne());
     EXPECT_EQ(h.player->currentlyScheduledBuffers(), 449);
     h.scheduler->drain();
@@ -119,7 +111,7 @@ TEST(BufferSchedulingTest, WithAFullDequeFillReadsNothingAndTheSchedulerDrainsIt
     EXPECT_EQ(h.player->dequeCount(), 49);
     h.pump();
     EXPECT_EQ(h.player->dequeCount(), 50);
-    EXPECT_EQ(h.player->currentBufferingPosition(), reading + 882);
+    EXPECT_EQ(h.player->currentBufferingPosition(), reading + 451 * 882);
 }
 
 TEST(BufferSchedulingTest, SeekingWhileBuffersAreScheduledCountsNoFlushedBuffer) {
@@ -193,59 +185,29 @@ TEST(BufferSchedulingTest, AReadErrorIsPrintedAndRetriedFromTheSameFrame) {
 
 // MARK: - Buffering meter
 
-class BufferingMeterTest : public ::testing::Test {
-protected:
-    std::shared_ptr<DrainedQueue> mainThread = std::make_shared<DrainedQueue>();
-    std::shared_ptr<AudioBufferingMeter> meter = AudioBufferingMeter::create(mainThread);
-};
-
-TEST_F(BufferingMeterTest, StepsOfATenthAreLoggedAndPublishedOnTheMainThread) {
+TEST(BufferingMeterTest, StepsOfATenthOf500BuffersAreLoggedAndTheNewestIsPublishedOnTheMainThread) {
+    const auto mainThread = std::make_shared<DrainedQueue>();
+    const auto meter = AudioBufferingMeter::create(mainThread);
     std::vector<double> published;
     meter->onDisplayLevelChanged = [&](double level) { published.push_back(level); };
-    CapturedLog log;
-    meter->update(24); // 0.048 -> 0.0: no step
-    meter->update(25); // 0.05 -> 0.1, half away from zero
-    meter->update(74); // 0.148 -> 0.1: no step
-    meter->update(150);
-    meter->update(500);
-    EXPECT_DOUBLE_EQ(meter->level(), 1.0);
-    EXPECT_DOUBLE_EQ(meter->discreteLevel(), 1.0);
-    EXPECT_EQ(meter->displayLevel(), 0.0) << "published only on the main thread";
-
-    std::vector<std::string> values;
-    for (const std::string& line : log.lines()) {
-        ASSERT_NE(line.find("Buffering Level"), std::string::npos) << line;
-        values.push_back(line.substr(line.rfind(": ") + 2));
-    }
-    EXPECT_THAT(values, ::testing::ElementsAre("10 %", "30 %", "100 %"));
-
-    mainThread->drain();
-    EXPECT_DOUBLE_EQ(meter->displayLevel(), 1.0);
-    EXPECT_EQ(published, (std::vector<double>{1.0})) << "the gauge settles on the newest step";
-}
-
-TEST_F(BufferingMeterTest, EveryTenthPrintsItsPercentage) {
-    CapturedLog log;
-    for (long buffers = 50; buffers <= 500; buffers += 50)
+    // {buffers, the step logged}: steps round half away from zero, and only a new step logs.
+    std::vector<std::pair<long, std::string>> table{{24, ""},      {25, "10 %"},   {74, ""},
+                                                    {150, "30 %"}, {500, "100 %"}, {0, "0 %"}};
+    for (long tenth = 1; tenth <= 9; ++tenth)
+        table.emplace_back(tenth * 50, std::to_string(tenth * 10) + " %");
+    for (const auto& [buffers, step] : table) {
+        SCOPED_TRACE(buffers);
+        CapturedLog log;
         meter->update(buffers);
-    std::vector<std::string> values;
-    for (const std::string& line : log.lines())
-        values.push_back(line.substr(line.rfind(": ") + 2));
-    EXPECT_THAT(values, ::testing::ElementsAre("10 %", "20 %", "30 %", "40 %", "50 %", "60 %", "70 %", "80 %",
-                                               "90 %", "100 %"));
-}
-
-TEST(BufferingMeterPlayerTest, ThePlayerMetersDequeAndScheduledBuffersOutOf500) {
-    PlayerHarness h;
-    h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}}));
-    h.player->seekToFrame(0, false);
-    h.populate->drain();
-    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().level(), 50.0 / 500.0);
-    h.pump();
-    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().displayLevel(), 1.0);
-    h.player->stopEject();
-    h.pump();
-    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().displayLevel(), 0.0);
+        EXPECT_DOUBLE_EQ(meter->level(), static_cast<double>(buffers) / 500.0);
+        EXPECT_EQ(logEntries(log), step.empty() ? std::vector<std::string>{}
+                                                : std::vector<std::string>{"⦿ Buffering Level: " + step});
+    }
+    EXPECT_DOUBLE_EQ(meter->discreteLevel(), 0.9);
+    EXPECT_EQ(meter->displayLevel(), 0.0) << "published only on the main thread";
+    mainThread->drain();
+    EXPECT_DOUBLE_EQ(meter->displayLevel(), 0.9);
+    EXPECT_EQ(published, (std::vector<double>{0.9})) << "the gauge settles on the newest step";
 }
 
 } // namespace

@@ -21,7 +21,16 @@ float frameSample(std::int64_t frame) {
     return static_cast<float>(frame) / 16'777'216.0F;
 }
 
-AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vector<CueSpec>& cues,
+std::vector<std::string> logEntries(const CapturedLog& log) {
+    std::vector<std::string> entries;
+    for (const std::string& line : log.lines()) {
+        const auto label = std::min(line.find(" -"), line.find(" \u00B7"));
+        entries.push_back(line.substr(0, label) + ": " + line.substr(line.rfind(": ") + 2));
+    }
+    return entries;
+}
+
+AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vector<TestCue>& cues,
                    std::uint32_t artificialPregap, std::vector<std::shared_ptr<std::atomic<bool>>>* failing,
                    SampleFunction samples, int channels) {
     std::vector<std::unique_ptr<AudioFile>> files;
@@ -45,13 +54,9 @@ AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vect
     }
     auto data = AudioDiscData::create(std::move(files), artificialPregap);
     std::vector<AudioCue> discCues;
-    for (const CueSpec& spec : cues) {
-        AudioCue cue;
-        cue.keyFrame = spec.keyFrame;
-        cue.trackIndex = spec.trackIndex;
-        cue.chapter = spec.chapter;
-        discCues.push_back(cue);
-    }
+    for (const TestCue& cue : cues)
+        discCues.push_back(
+            {.keyFrame = cue.keyFrame, .trackIndex = cue.trackIndex, .chapter = cue.chapter});
     return AudioDisc(std::move(data), std::move(discCues), std::nullopt,
                      AudioDisc::Source::cueSheet(Url::fileURL("/memory/disc.cue")), AudioDiscServices{});
 }
@@ -79,8 +84,9 @@ long PlayerHarness::consume(long buffers) {
     return consumed;
 }
 
-long PlayerHarness::consumeAll(long limit) {
-    return consume(limit);
+void PlayerHarness::insert(AudioDisc disc) {
+    player->insertDisc(std::move(disc));
+    pump();
 }
 
 } // namespace lorvan::test

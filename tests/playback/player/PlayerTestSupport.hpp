@@ -11,6 +11,7 @@
 #include "playback/AudioDiscPlayer.hpp"
 #include "playback/AudioEngine.hpp"
 #include "playback/WorkQueue.hpp"
+#include "support/TestSupport.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -100,8 +101,8 @@ public:
             item.handler();
     }
     [[nodiscard]] bool isPlaying() const override { return playing; }
-    [[nodiscard]] float volume() const override { return volume_; }
-    void setVolume(float volume) override { volume_ = volume; }
+    [[nodiscard]] float volume() const override { return gain; }
+    void setVolume(float volume) override { gain = volume; }
 
     /// Consumes the oldest scheduled buffer as the engine would after rendering it; appends its
     /// samples to `heard`. False when nothing is scheduled.
@@ -110,8 +111,7 @@ public:
         Scheduled item = std::move(scheduled.front());
         scheduled.pop_front();
         const PCMBuffer& buffer = *item.buffer;
-        if (heard.size() < static_cast<std::size_t>(buffer.channelCount()))
-            heard.resize(buffer.channelCount());
+        heard.resize(std::max(heard.size(), static_cast<std::size_t>(buffer.channelCount())));
         for (int channel = 0; channel < buffer.channelCount(); ++channel)
             heard[channel].insert(heard[channel].end(), buffer.channelData(channel),
                                   buffer.channelData(channel) + buffer.frameLength());
@@ -123,18 +123,13 @@ public:
     std::vector<std::vector<float>> heard;
     bool playing = false;
     int stopCount = 0;
-
-private:
-    float volume_ = 1.0F;
+    float gain = 1.0F;
 };
 
-class FakeVarispeed final : public AudioVarispeed {
-public:
-    [[nodiscard]] float rate() const override { return rate_; }
-    void setRate(float rate) override { rate_ = rate; }
-
-private:
-    float rate_ = 1.0F;
+struct FakeVarispeed final : AudioVarispeed {
+    [[nodiscard]] float rate() const override { return speed; }
+    void setRate(float rate) override { speed = rate; }
+    float speed = 1.0F;
 };
 
 class FakeEngine final : public AudioEngine {
@@ -180,7 +175,7 @@ public:
     std::deque<std::function<void()>> pending;
 };
 
-struct CueSpec {
+struct TestCue {
     std::int64_t keyFrame;
     long trackIndex;
     long chapter;
@@ -188,13 +183,16 @@ struct CueSpec {
 
 /// A disc of in-memory files whose samples are their absolute disc frame (left) and its
 /// negative (right), scaled into -1...1, so that every heard sample names the frame it came from.
-AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vector<CueSpec>& cues,
+AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vector<TestCue>& cues,
                    std::uint32_t artificialPregap = 0,
                    std::vector<std::shared_ptr<std::atomic<bool>>>* failing = nullptr,
                    SampleFunction samples = {}, int channels = 2);
 
 /// The sample value `makeDisc` gives disc frame `frame` on the left channel.
 [[nodiscard]] float frameSample(std::int64_t frame);
+
+/// Each line logged as "context label: value", whatever fills the space between label and value.
+[[nodiscard]] std::vector<std::string> logEntries(const CapturedLog& log);
 
 /// A player wired to the doubles above.
 struct PlayerHarness {
@@ -203,10 +201,11 @@ struct PlayerHarness {
 
     /// Drains reader, scheduler and main thread until nothing is left to run.
     void pump();
-    /// Consumes up to `buffers` buffers, pumping after each; returns how many were consumed.
-    long consume(long buffers);
-    /// Consumes and pumps until the node runs dry.
-    long consumeAll(long limit = 1'000'000);
+    /// Inserts `disc` and lets everything the insert queued run.
+    void insert(AudioDisc disc);
+    /// Consumes up to `buffers` buffers (all there are by default), pumping after each; returns
+    /// how many were consumed.
+    long consume(long buffers = 1'000'000);
 
     std::shared_ptr<FakeEngine> engine = std::make_shared<FakeEngine>();
     std::shared_ptr<DrainedQueue> populate = std::make_shared<DrainedQueue>();
