@@ -9,6 +9,9 @@
 #include "core/LocalizedError.hpp"
 #include "playback/AudioDiscPlayer.hpp"
 
+#include <optional>
+#include <string>
+
 namespace lorvan {
 
 namespace {
@@ -104,22 +107,30 @@ void AudioDiscPlayer::readAhead() {
     if (current && dequeCount() <= readAheadLimit - 1) {
         const std::uint32_t capacity = bufferCapacity();
         const std::int64_t end = endFrame(*current);
+        bool readAny = false;
         while (!playbackIsResetting_.load()) {
             const std::int64_t position = currentBufferingPosition();
             if (position >= checkedSubtract(end, std::int64_t{1})) break;
             std::shared_ptr<const PCMBuffer> buffer;
-            // A failed read ends the pass without the hop to the scheduler: that hop would come
-            // straight back here and retry in a tight loop. The scheduled audio plays out, and
-            // the next consumed buffer schedules, and so retries from this frame.
+            // A pass that fails before reading anything ends without the hop to the scheduler:
+            // that hop would come straight back here and retry in a tight loop. The scheduled
+            // audio plays out, and the next consumed buffer schedules, and so retries from this
+            // frame. A pass that did read something still hands it over, since with nothing
+            // scheduled no consumed buffer would ever come to move it on; its hop retries once.
+            std::optional<std::string> failure;
             try {
                 buffer = current->data->newPCMBuffer(position, capacity);
             } catch (const LocalizedError& error) {
-                ConsoleLog::write(error.errorDescription().value_or(error.what()));
-                return;
+                failure = error.errorDescription().value_or(error.what());
             } catch (const std::exception& error) {
-                ConsoleLog::write(error.what());
+                failure = error.what();
+            }
+            if (failure) {
+                ConsoleLog::write(*failure);
+                if (readAny) schedule();
                 return;
             }
+            readAny = true;
             long count = 0;
             {
                 std::lock_guard lock(pipelineMutex_);

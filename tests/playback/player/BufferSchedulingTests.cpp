@@ -183,6 +183,23 @@ TEST(BufferSchedulingTest, AReadErrorIsPrintedAndRetriedFromTheSameFrame) {
         << position + (mismatch.first - expected.begin());
 }
 
+TEST(BufferSchedulingTest, BuffersReadBeforeAFailedReadAreScheduledEvenWithNothingPlaying) {
+    // The second file fails from its first frame; the seek lands five buffers before it. The
+    // pass reads those five, then fails: with nothing else scheduled, no consumed buffer will
+    // come to move them on, so the failed pass itself has to hand them to the node.
+    PlayerHarness h;
+    std::vector<std::shared_ptr<std::atomic<bool>>> failing;
+    h.player->insertDisc(makeDisc({200'000, 600'000}, {{0, 0, 1}, {200'000, 1, 1}}, 0, &failing));
+    failing[1]->store(true);
+    CapturedLog log;
+    h.player->seekToFrame(200'000 - 5 * 882, true);
+    h.pump();
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 5);
+    EXPECT_EQ(h.player->dequeCount(), 0);
+    EXPECT_EQ(h.consume(), 5);
+    EXPECT_EQ(h.player->discFramePosition(), 200'000);
+}
+
 // MARK: - Buffering meter
 
 TEST(BufferingMeterTest, StepsOfATenthOf500BuffersAreLoggedAndTheNewestIsPublishedOnTheMainThread) {
