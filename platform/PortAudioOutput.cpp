@@ -9,7 +9,6 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
-#include <vector>
 #include <alsa/asoundlib.h>
 #include <jack/jack.h>
 #include <portaudio.h>
@@ -228,7 +227,7 @@ private:
                 watchWake_.wait_for(lock, std::chrono::milliseconds(250), [this] { return !watching_; });
                 if (!watching_ || !device_->lost()) continue;
                 device_->abandon();
-                abandoned_.push_back(std::move(device_));
+                lostDevice_ = std::move(device_);
                 warnDeviceLost();
                 // The graph renders for the device's format; the null output takes it as it is.
                 null_.configure(configuration_.sampleRate, configuration_.channels);
@@ -244,8 +243,8 @@ private:
     std::thread watcher_;
     std::unique_ptr<PortAudioOutput> device_;
     OutputConfiguration configuration_;
-    /// Lost devices are kept, never cleaned up (see `PortAudioOutput::abandon`).
-    std::vector<std::unique_ptr<PortAudioOutput>> abandoned_;
+    /// Kept, never cleaned up (see `PortAudioOutput::abandon`); there is no device after it.
+    std::unique_ptr<PortAudioOutput> lostDevice_;
     NullAudioOutput null_;
 };
 
