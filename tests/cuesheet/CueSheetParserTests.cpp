@@ -1,4 +1,3 @@
-#include "cuesheet/AudioDiscError.hpp"
 #include "cuesheet/CueSheet.hpp"
 #include "cuesheet/CueSheetError.hpp"
 #include "cuesheet/CueSheetJson.hpp"
@@ -16,6 +15,9 @@ using testing::HasSubstr;
 
 const Url sheetUrl = Url::fileURL("/music/album/album.cue");
 
+const std::string file = "FILE \"a.wav\" WAVE\n";
+const std::string track1 = "TRACK 01 AUDIO\n";
+
 CueSheet parse(std::string text) { return CueSheet::parse(std::move(text), sheetUrl); }
 
 std::vector<std::int64_t> positions(const CueSheetTrack& track) {
@@ -27,18 +29,11 @@ std::vector<std::int64_t> positions(const CueSheetTrack& track) {
 // --- real-world layouts ------------------------------------------------------------------------
 
 TEST(CueSheetParser, SingleFileWithIndex00Pregaps) {
-    const auto sheet = parse("REM GENRE Rock\r\n"
-                             "REM DATE 1999\r\n"
-                             "PERFORMER \"The Band\"\r\n"
-                             "TITLE \"The Album\"\r\n"
-                             "FILE \"The Band - The Album.wav\" WAVE\r\n"
-                             "  TRACK 01 AUDIO\r\n"
-                             "    TITLE \"Intro\"\r\n"
-                             "    INDEX 01 00:00:00\r\n"
-                             "  TRACK 02 AUDIO\r\n"
-                             "    TITLE \"Song\"\r\n"
-                             "    INDEX 00 03:58:40\r\n"
-                             "    INDEX 01 04:00:00\r\n");
+    const auto sheet = parse("REM GENRE Rock\r\nREM DATE 1999\r\nPERFORMER \"The Band\"\r\n"
+                             "TITLE \"The Album\"\r\nFILE \"The Band - The Album.wav\" WAVE\r\n"
+                             "  TRACK 01 AUDIO\r\n    TITLE \"Intro\"\r\n    INDEX 01 00:00:00\r\n"
+                             "  TRACK 02 AUDIO\r\n    TITLE \"Song\"\r\n"
+                             "    INDEX 00 03:58:40\r\n    INDEX 01 04:00:00\r\n");
     EXPECT_EQ(sheet.url, sheetUrl);
     EXPECT_THAT(sheet.filenames, ElementsAre("The Band - The Album.wav"));
     ASSERT_EQ(sheet.tracks.size(), 2u);
@@ -54,16 +49,10 @@ TEST(CueSheetParser, SingleFileWithIndex00Pregaps) {
 }
 
 TEST(CueSheetParser, OneFilePerTrackWithThePregapAtTheEndOfThePreviousFile) {
-    const auto sheet = parse("FILE \"01.flac\" WAVE\n"
-                             "  TRACK 01 AUDIO\n"
-                             "    INDEX 01 00:00:00\n"
-                             "  TRACK 02 AUDIO\n"
-                             "    INDEX 00 04:10:20\n"
-                             "FILE \"02.flac\" WAVE\n"
-                             "    INDEX 01 00:00:00\n"
-                             "FILE \"03.flac\" WAVE\n"
-                             "  TRACK 03 AUDIO\n"
-                             "    INDEX 01 00:00:00\n");
+    const auto sheet = parse("FILE \"01.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                             "  TRACK 02 AUDIO\n    INDEX 00 04:10:20\n"
+                             "FILE \"02.flac\" WAVE\n    INDEX 01 00:00:00\n"
+                             "FILE \"03.flac\" WAVE\n  TRACK 03 AUDIO\n    INDEX 01 00:00:00\n");
     EXPECT_THAT(sheet.filenames, ElementsAre("01.flac", "02.flac", "03.flac"));
     EXPECT_THAT(sheet.tracks[1].chapters,
                 ElementsAre(CueSheetChapter{0, 0, 250 * 44100 + 20 * 588}, CueSheetChapter{1, 1, 0}));
@@ -71,52 +60,34 @@ TEST(CueSheetParser, OneFilePerTrackWithThePregapAtTheEndOfThePreviousFile) {
 }
 
 TEST(CueSheetParser, HiddenTrackOneAudioAndChaptersInsideATrack) {
-    const auto sheet = parse("FILE \"disc.wav\" WAVE\n"
-                             "TRACK 01 AUDIO\n"
-                             "INDEX 00 00:00:00\n"
-                             "INDEX 01 01:02:03\n"
-                             "INDEX 02 02:00:00\n"
-                             "INDEX 03 02:30:00\n");
+    const auto sheet = parse("FILE \"disc.wav\" WAVE\nTRACK 01 AUDIO\n"
+                             "INDEX 00 00:00:00\nINDEX 01 01:02:03\nINDEX 02 02:00:00\nINDEX 03 02:30:00\n");
     EXPECT_THAT(positions(sheet.tracks[0]), ElementsAre(0, 2'735'964, 120 * 44100, 150 * 44100));
 }
 
 TEST(CueSheetParser, ATrailingDataTrackEndsTheSheet) {
     test::CapturedLog log;
-    const auto sheet = parse("FILE \"a.wav\" WAVE\n"
-                             "TRACK 01 AUDIO\nINDEX 01 00:00:00\n"
-                             "TRACK 02 AUDIO\nINDEX 01 01:00:00\n"
-                             "TRACK 03 MODE1/2352\nINDEX 01 02:00:00\n"
-                             "THIS IS NOT READ \"\n"
-                             "TRACK 99 NONSENSE\n");
+    const auto sheet = parse(file + track1 + "INDEX 01 00:00:00\nTRACK 02 AUDIO\nINDEX 01 01:00:00\n"
+                             "TRACK 03 MODE1/2352\nINDEX 01 02:00:00\nTHIS IS NOT READ \"\nTRACK 99 NONSENSE\n");
     ASSERT_EQ(sheet.tracks.size(), 2u);
     EXPECT_THAT(positions(sheet.tracks[1]), ElementsAre(60 * 44100));
     EXPECT_TRUE(log.contains("Track 03 of type 'MODE1/2352' - Ignoring the rest of the Cue Sheet"));
     for (const char* type : {"MODE1/2048", "MODE2/2352", "MODEx/2xxx"})
-        EXPECT_EQ(parse(std::string("FILE \"a.wav\" WAVE\nTRACK 01 ") + type + "\n").tracks.size(), 0u);
+        EXPECT_EQ(parse(file + "TRACK 01 " + type + "\n").tracks.size(), 0u);
 }
 
 TEST(CueSheetParser, PregapAndPostgapAreFramesOfTheTrackBegunLast) {
-    const auto sheet = parse("FILE \"a.wav\" WAVE\nTRACK 01 AUDIO\nPREGAP 00:02:00\nINDEX 01 00:00:00\n"
-                             "POSTGAP 00:00:30\n");
+    const auto sheet = parse(file + track1 + "PREGAP 00:02:00\nINDEX 01 00:00:00\nPOSTGAP 00:00:30\n");
     EXPECT_EQ(sheet.tracks[0].fakePregap, 88200);
     EXPECT_EQ(sheet.tracks[0].fakePostgap, 30 * 588);
 }
 
 TEST(CueSheetParser, ByteOrderMarkBlankLinesAndOddLinesAreLoggedAndSkipped) {
     test::CapturedLog log;
-    const auto sheet = parse("\xEF\xBB\xBF\n"
-                             "   \t\n"
-                             "REM\n"
-                             "REM COMMENT \"ripped with care\"\n"
-                             "FLAGS DCP\n"
-                             "TITLE \"Unclosed\n"
-                             "TITLE not quoted\n"
-                             "PERFORMER\n"
-                             "FILE \"a.wav\" WAVE\u2028"
-                             "TRACK 01 AUDIO\r"
-                             "INDEX 01 00:00:00\u0085"
-                             "REMIXER \"Not a remixer\"\n"
-                             "REM REMIXER \"DJ Real\"\n");
+    const auto sheet = parse("\xEF\xBB\xBF\n   \t\nREM\nREM COMMENT \"ripped with care\"\nFLAGS DCP\n"
+                             "TITLE \"Unclosed\nTITLE not quoted\nPERFORMER\n"
+                             "FILE \"a.wav\" WAVE\u2028TRACK 01 AUDIO\rINDEX 01 00:00:00\u0085"
+                             "REMIXER \"Not a remixer\"\nREM REMIXER \"DJ Real\"\n");
     EXPECT_EQ(sheet.tracks.size(), 1u);
     EXPECT_FALSE(sheet.metadata->releaseTitle);
     EXPECT_EQ(sheet.metadata->tracksMetadata->at(0).remixers, std::set<std::string>{"DJ Real"});
@@ -182,9 +153,6 @@ TEST_P(CueSheetRefusal, ThrowsTheKindWithItsLineAndLogsIt) {
     EXPECT_THAT(log.lines().back(), HasSubstr("⁉️ Syntax Error"));
 }
 
-const std::string file = "FILE \"a.wav\" WAVE\n";
-const std::string track1 = "TRACK 01 AUDIO\n";
-
 INSTANTIATE_TEST_SUITE_P(
     EveryKind, CueSheetRefusal,
     testing::Values(
@@ -237,14 +205,6 @@ TEST(CueSheetParser, SecondIndex01DirectlyAfterTheFirstIsAcceptedWithoutIndex00)
     EXPECT_NO_THROW(parse(file + track1 + "INDEX 00 00:00:00\nINDEX 01 00:01:00\nINDEX 02 00:02:00\n"));
 }
 
-TEST(CueSheetParser, PregapThenIndex00IsADiscError) {
-    test::CapturedLog log;
-    const auto error =
-        test::thrown<AudioDiscError>([] { (void)parse(file + track1 + "PREGAP 00:02:00\nINDEX 00 00:00:00\n"); });
-    EXPECT_EQ(error.kind(), AudioDiscError::Kind::dummy);
-    EXPECT_TRUE(log.contains("! Error"));
-}
-
 TEST(CueSheetParser, ArgumentlessCommandsFollowedByALineEndAreOnlyLogged) {
     test::CapturedLog log;
     const auto sheet = parse(file + "REM DISCID\nCATALOG  \nISRC\nREM DATE\nREM COMPILATION\nTITLE\n" + track1 +
@@ -257,14 +217,9 @@ TEST(CueSheetParser, ArgumentlessCommandsFollowedByALineEndAreOnlyLogged) {
 
 TEST(CueSheetParser, ReadsFromAFileAndEncodesToJsonAndBack) {
     test::TemporaryDirectory directory;
-    const std::string bytes = [&] {
-        std::string raw = "\xFF\xFE";
-        for (char c : std::string("FILE \"\xE9.wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nREM DATE 2001/4/9\n")) {
-            raw += c;
-            raw += '\0';
-        }
-        return raw;
-    }();
+    std::string bytes = "\xFF\xFE"; // UTF-16 little endian
+    for (char c : std::string("FILE \"\xE9.wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nREM DATE 2001/4/9\n"))
+        bytes += {c, '\0'};
     const auto path = directory.write("Ünïcode.cue", bytes);
     const CueSheet sheet(Url::fileURL(path));
     EXPECT_THAT(sheet.filenames, ElementsAre("é.wav"));

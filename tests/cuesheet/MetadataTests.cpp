@@ -38,26 +38,16 @@ TEST(AudioDiscDate, ParsesPartialAndFullDates) {
 
 TEST(AudioDiscDate, RefusesImpossibleDatesWithTheirKind) {
     const std::vector<std::pair<std::string, Kind>> refused{
-        {"", Kind::commandHasNoArgument},
-        {"1856", Kind::REM_DATE_InvalidValue_Year},
-        {"-2000", Kind::REM_DATE_InvalidValue_Year},
-        {"99999999999999999999", Kind::REM_DATE_InvalidValue_Year},
-        {"July 1999", Kind::REM_DATE_InvalidValue},
-        {"1999-", Kind::REM_DATE_InvalidValue},
-        {"1999-07-", Kind::REM_DATE_InvalidValue},
-        {"1999.07", Kind::REM_DATE_InvalidFormat},
-        {"1999-07 14", Kind::REM_DATE_InvalidFormat},
-        {"1999-07-14x", Kind::REM_DATE_InvalidFormat},
-        {"2001-13-01", Kind::REM_DATE_InvalidValue_Month},
-        {"2001-00", Kind::REM_DATE_InvalidValue_Month},
-        {"2001-01-00", Kind::REM_DATE_InvalidValue_Day},
-        {"2001-01-32", Kind::REM_DATE_InvalidValue_Day},
-        {"2001-04-31", Kind::REM_DATE_InconsistentValues},
-        {"2023-02-29", Kind::REM_DATE_InconsistentValues},
-        {"2001-02-29", Kind::REM_DATE_InconsistentValues},
-        {"1900-02-29", Kind::REM_DATE_InconsistentValues},
-        {"2000-02-30", Kind::REM_DATE_InconsistentValues},
-    };
+        {"", Kind::commandHasNoArgument},          {"1856", Kind::REM_DATE_InvalidValue_Year},
+        {"-2000", Kind::REM_DATE_InvalidValue_Year}, {"99999999999999999999", Kind::REM_DATE_InvalidValue_Year},
+        {"July 1999", Kind::REM_DATE_InvalidValue}, {"1999-", Kind::REM_DATE_InvalidValue},
+        {"1999-07-", Kind::REM_DATE_InvalidValue},  {"1999.07", Kind::REM_DATE_InvalidFormat},
+        {"1999-07 14", Kind::REM_DATE_InvalidFormat}, {"1999-07-14x", Kind::REM_DATE_InvalidFormat},
+        {"2001-13-01", Kind::REM_DATE_InvalidValue_Month}, {"2001-00", Kind::REM_DATE_InvalidValue_Month},
+        {"2001-01-00", Kind::REM_DATE_InvalidValue_Day}, {"2001-01-32", Kind::REM_DATE_InvalidValue_Day},
+        {"2001-04-31", Kind::REM_DATE_InconsistentValues}, {"2023-02-29", Kind::REM_DATE_InconsistentValues},
+        {"2001-02-29", Kind::REM_DATE_InconsistentValues}, {"1900-02-29", Kind::REM_DATE_InconsistentValues},
+        {"2000-02-30", Kind::REM_DATE_InconsistentValues}};
     for (const auto& [text, kind] : refused) {
         SCOPED_TRACE(text);
         test::CapturedLog log;
@@ -115,39 +105,17 @@ TEST(AudioMetadata, TrackArtistText) {
     EXPECT_EQ(anonymous.trackArtistText(1), "The Band");
 }
 
-const char* const fullSheet = "REM GENRE Jazz\n"
-                              "REM DATE 1959-08-17\n"
-                              "REM DISCNUMBER 2\n"
-                              "REM TOTALDISCS 3\n"
-                              "REM COMPILATION TRUE\n"
-                              "REM REPLAYGAIN_ALBUM_GAIN -7.25 dB\n"
-                              "REM REPLAYGAIN_ALBUM_PEAK 0.988\n"
-                              "CATALOG 5099749522425\n"
-                              "PERFORMER \"Quintet, Leader , Quintet\"\n"
-                              "REM CONDUCTOR \"Maestro\"\n"
-                              "REM REMIXER Big Remixer\n"
-                              "TITLE \"Blue Release\"\n"
-                              "FILE \"disc.flac\" WAVE\n"
-                              "  TRACK 01 AUDIO\n"
-                              "    TITLE \"So What\"\n"
-                              "    PERFORMER Leader\n"
-                              "    SONGWRITER \"Writer One\"\n"
-                              "    REM COMPOSER \"Writer Two\"\n"
-                              "    REM FEATURING \"Guest\"\n"
-                              "    REM CONDUCTOR \"Track Maestro\"\n"
-                              "    REM REMIXER \"Remix One, Remix Two\"\n"
-                              "    ISRC USSM15900113\n"
-                              "    REM REPLAYGAIN_TRACK_GAIN +1.5 dB\n"
-                              "    REM REPLAYGAIN_TRACK_PEAK .5\n"
-                              "    INDEX 01 00:00:00\n"
-                              "  TRACK 02 AUDIO\n"
-                              "    REM BONUS\n"
-                              "    REM DATE 2001-02-29\n"
-                              "    INDEX 01 09:22:00\n"
-                              "  TRACK 03 AUDIO\n"
-                              "    REM EXTRATRACKS\n"
-                              "    REM DISCNUMBER two\n"
-                              "    INDEX 01 14:00:00\n";
+const char* const fullSheet =
+    "REM GENRE Jazz\nREM DATE 1959-08-17\nREM DISCNUMBER 2\nREM TOTALDISCS 3\nREM COMPILATION TRUE\n"
+    "REM REPLAYGAIN_ALBUM_GAIN -7.25 dB\nREM REPLAYGAIN_ALBUM_PEAK 0.988\nCATALOG 5099749522425\n"
+    "PERFORMER \"Quintet, Leader , Quintet\"\nREM CONDUCTOR \"Maestro\"\nREM REMIXER Big Remixer\n"
+    "TITLE \"Blue Release\"\nFILE \"disc.flac\" WAVE\n"
+    "  TRACK 01 AUDIO\n    TITLE \"So What\"\n    PERFORMER Leader\n    SONGWRITER \"Writer One\"\n"
+    "    REM COMPOSER \"Writer Two\"\n    REM FEATURING \"Guest\"\n    REM CONDUCTOR \"Track Maestro\"\n"
+    "    REM REMIXER \"Remix One, Remix Two\"\n    ISRC USSM15900113\n"
+    "    REM REPLAYGAIN_TRACK_GAIN +1.5 dB\n    REM REPLAYGAIN_TRACK_PEAK .5\n    INDEX 01 00:00:00\n"
+    "  TRACK 02 AUDIO\n    REM BONUS\n    REM DATE 2001-02-29\n    INDEX 01 09:22:00\n"
+    "  TRACK 03 AUDIO\n    REM EXTRATRACKS\n    REM DISCNUMBER two\n    INDEX 01 14:00:00\n";
 
 TEST(CueSheetMetadata, FillsTheReleaseBeforeTheFirstTrackAndTracksAfter) {
     test::CapturedLog log;
