@@ -48,14 +48,13 @@ TEST_F(AudioDiscDataTest, frameAxisRunsThroughPregapAndFilesInOrder) {
     auto data = create({wave("a.wav", 1000), wave("b.wav", 500)}, 300);
     EXPECT_EQ(data->totalFrameCount(), 1800);
     EXPECT_EQ(data->artificialPregapFrames(), 300U);
-    EXPECT_FALSE(data->frameLocation(-1));
-    EXPECT_FALSE(data->frameLocation(0));
-    EXPECT_FALSE(data->frameLocation(299));
-    EXPECT_EQ(data->frameLocation(300), (AudioDiscData::FrameLocation{0, 0}));
-    EXPECT_EQ(data->frameLocation(1299), (AudioDiscData::FrameLocation{0, 999}));
-    EXPECT_EQ(data->frameLocation(1300), (AudioDiscData::FrameLocation{1, 0}));
-    EXPECT_EQ(data->frameLocation(1799), (AudioDiscData::FrameLocation{1, 499}));
-    EXPECT_FALSE(data->frameLocation(1800));
+    // In the pregap or past the end there is no file to read from.
+    for (const std::int64_t frame : {-1, 0, 299, 1800})
+        EXPECT_FALSE(data->frameLocation(frame)) << frame;
+    using Location = AudioDiscData::FrameLocation;
+    for (const auto& [frame, location] : {std::pair{300, Location{0, 0}}, {1299, Location{0, 999}},
+                                          {1300, Location{1, 0}}, {1799, Location{1, 499}}})
+        EXPECT_EQ(data->frameLocation(frame), location) << frame;
 }
 
 // Read buffer by buffer, the disc is the pregap's silence and then the files end to end. A buffer
@@ -133,8 +132,9 @@ TEST_F(AudioDiscDataTest, creationChecksRunInOrder) {
     EXPECT_TRUE(log.contains("! Error"));
 }
 
+// Files of one disc may be cut into packets of any size.
 TEST(AudioFormat, equalityLeavesOutFramesPerPacket) {
-    AudioFormat a = AudioFormat::processing(44100, 2);
+    const AudioFormat a = AudioFormat::processing(44100, 2);
     AudioFormat b = a;
     b.framesPerPacket = 4096;
     b.bytesPerPacket = 99;

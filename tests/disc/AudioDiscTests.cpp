@@ -16,6 +16,8 @@ using test::CapturedLog;
 using test::TemporaryDirectory;
 
 constexpr std::int64_t sector = 588;
+constexpr auto withPregap = AudioDisc::TrackLengthMode::includingNextTrackPregap;
+const std::string oneTrack = "FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
 
 class AudioDiscTest : public ::testing::Test {
 protected:
@@ -43,27 +45,24 @@ protected:
 
 using Cues = std::vector<std::tuple<std::int64_t, long, long>>;
 
-TEST_F(AudioDiscTest, missingFileIsFoundUnderAnotherExtension) {
-    wave("track01.flac.tmp", 10); // a near miss that must not count
-    platform::writeAudioFile(directory.path() / "track01.flac", platform::AudioFileEncoding::flac, 44100, 2,
-                             16, test::testSignal(sector * 10, 2, 16, 1));
-    const auto disc = fromSheet("FILE \"track01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
-    EXPECT_EQ(disc.data->audioFiles().front()->url().lastPathComponent(), "track01.flac");
-    EXPECT_TRUE(log.contains("Couldn't find file"));
-    EXPECT_TRUE(log.contains(": track01.flac found!"));
-    EXPECT_FALSE(log.contains("track01.aif "));
-}
-
-TEST_F(AudioDiscTest, resolutionIsCaseSensitiveAndStaysInTheSheetsFolder) {
+// Near misses must not count: another case, a subfolder, a longer name.
+TEST_F(AudioDiscTest, aMissingFileIsLookedForUnderOtherExtensionsInTheSheetsFolderOnly) {
     wave("track01.WAV", sector * 10);
     std::filesystem::create_directory(directory.path() / "sub");
     wave("sub/track01.wav", sector * 10);
-    const auto error = discError(
-        [&] { (void)fromSheet("FILE \"track01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"); });
+    wave("track01.flac.tmp", 10);
+    const std::string text = "FILE \"track01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
+    const auto error = discError([&] { (void)fromSheet(text); });
     EXPECT_EQ(error.kind(), AudioDiscError::Kind::audioFileNotFound);
     EXPECT_EQ(error.value(), "track01.wav");
-    EXPECT_TRUE(log.contains(": track01.mp3 not found"));
-    EXPECT_TRUE(log.contains("! Error"));
+
+    platform::writeAudioFile(directory.path() / "track01.flac", platform::AudioFileEncoding::flac, 44100, 2,
+                             16, test::testSignal(sector * 10, 2, 16, 1));
+    const CapturedLog retry;
+    EXPECT_EQ(fromSheet(text).data->audioFiles().front()->url().lastPathComponent(), "track01.flac");
+    EXPECT_TRUE(retry.contains("Couldn't find file"));
+    EXPECT_TRUE(retry.contains(": track01.flac found!"));
+    EXPECT_FALSE(retry.contains("track01.aif ")) << "the search stops at the first hit";
 
     const auto gone = discError([&] {
         (void)AudioDisc::resolveAudioFile("track01.wav", Url::fileURL(directory.path() / "gone.cue"));
@@ -74,15 +73,12 @@ TEST_F(AudioDiscTest, resolutionIsCaseSensitiveAndStaysInTheSheetsFolder) {
 
 TEST_F(AudioDiscTest, pregapsAreAcceptedOnTheFirstTwoTracksOnly) {
     wave("a.wav", sector * 300);
-    const std::string head = "FILE \"a.wav\" WAVE\n";
-    const std::string t1 = "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
     const std::string t2 = "  TRACK 02 AUDIO\n    PREGAP 00:00:10\n    INDEX 01 00:01:00\n";
     const std::string t3 = "  TRACK 03 AUDIO\n    PREGAP 00:00:10\n    INDEX 01 00:02:00\n";
-    EXPECT_NO_THROW((void)fromSheet(head + t1 + t2));
-    EXPECT_EQ(discError([&] { (void)fromSheet(head + t1 + t2 + t3); }).kind(),
+    EXPECT_NO_THROW((void)fromSheet(oneTrack + t2));
+    EXPECT_EQ(discError([&] { (void)fromSheet(oneTrack + t2 + t3); }).kind(),
               AudioDiscError::Kind::innacurateDiscFromMultiplePregapOrPostgap);
-    const std::string postgap = "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n    POSTGAP 00:00:10\n";
-    const auto error = discError([&] { (void)fromSheet(head + postgap); });
+    const auto error = discError([&] { (void)fromSheet(oneTrack + "    POSTGAP 00:00:10\n"); });
     EXPECT_EQ(error.kind(), AudioDiscError::Kind::innacurateDiscFromMultiplePregapOrPostgap);
     EXPECT_EQ(error.errorDescription(), "Innacurate Disc");
 }
@@ -93,11 +89,8 @@ TEST_F(AudioDiscTest, firstTrackPregapBecomesSilenceAndShiftsEveryCue) {
         fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    PREGAP 00:02:00\n    INDEX 01 00:00:00\n"
                   "  TRACK 02 AUDIO\n    INDEX 00 00:05:00\n    INDEX 01 00:06:00\n    INDEX 02 00:07:00\n");
     EXPECT_EQ(disc.data->artificialPregapFrames(), 88200U);
-    EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 0},
-                                     {88200, 0, 1},
-                                     {88200 + 5 * 44100, 1, 0},
-                                     {88200 + 6 * 44100, 1, 1},
-                                     {88200 + 7 * 44100, 1, 2}}));
+    EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 0}, {88200, 0, 1}, {88200 + 5 * 44100, 1, 0},
+                                     {88200 + 6 * 44100, 1, 1}, {88200 + 7 * 44100, 1, 2}}));
     ASSERT_EQ(disc.tracks.size(), 2U);
     EXPECT_EQ(disc.tracks[0].cueIndices, (std::vector<std::size_t>{0, 1}));
     EXPECT_EQ(disc.tracks[1].cueIndices, (std::vector<std::size_t>{2, 3, 4}));
@@ -131,22 +124,9 @@ TEST_F(AudioDiscTest, multiFileSheetWithPregapAtTheEndOfThePreviousFile) {
                                 "FILE \"02.wav\" WAVE\n    INDEX 01 00:00:00\n");
     EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 1}, {sector * 75, 1, 0}, {sector * 100, 1, 1}}));
     EXPECT_TRUE(disc.canBeCDDA);
-    EXPECT_EQ(disc.trackLength(disc.tracks[0], AudioDisc::TrackLengthMode::includingNextTrackPregap),
-              sector * 75);
-    EXPECT_EQ(disc.trackLength(disc.tracks[0], AudioDisc::TrackLengthMode::excludingNextTrackPregap),
-              sector * 100);
-    EXPECT_EQ(disc.trackLength(disc.tracks[1], AudioDisc::TrackLengthMode::includingNextTrackPregap),
-              sector * 200);
-}
-
-TEST_F(AudioDiscTest, dataErrorsPropagateFromCueSheetAssembly) {
-    wave("a.wav", sector * 100);
-    wave("b.wav", sector * 100, 48000);
-    const auto error = test::thrown<AudioDiscDataError>([&] {
-        (void)fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                        "FILE \"b.wav\" WAVE\n  TRACK 02 AUDIO\n    INDEX 01 00:00:00\n");
-    });
-    EXPECT_EQ(error.kind(), AudioDiscDataError::Kind::inconsistentAudioFormat);
+    EXPECT_EQ(disc.trackLength(disc.tracks[0], withPregap), sector * 75);
+    EXPECT_EQ(disc.trackLength(disc.tracks[0], AudioDisc::TrackLengthMode::excludingNextTrackPregap), sector * 100);
+    EXPECT_EQ(disc.trackLength(disc.tracks[1], withPregap), sector * 200);
 }
 
 TEST_F(AudioDiscTest, directoryGivesOneTrackPerViableFileInNameOrder) {
@@ -165,18 +145,13 @@ TEST_F(AudioDiscTest, directoryGivesOneTrackPerViableFileInNameOrder) {
     // A folder is never identified as a CD, whatever its shape.
     EXPECT_TRUE(disc.canBeCDDA);
     EXPECT_FALSE(disc.onlineID.has_value());
-    EXPECT_EQ(disc.tableOfContents(TOCMode::tracksMusicBrainz,
-                                   AudioDisc::TrackLengthMode::includingNextTrackPregap),
+    EXPECT_EQ(disc.tableOfContents(TOCMode::tracksMusicBrainz, withPregap),
               std::vector<std::string>{"N/A: Disc is not CDDA"});
-    EXPECT_TRUE(log.contains("Viable audio file(s) found"));
-    EXPECT_TRUE(log.contains(": 2"));
     EXPECT_TRUE(log.contains("Audio disc successfully initialised"));
 }
 
 TEST_F(AudioDiscTest, directoryRefusals) {
     directory.write("cover.png", "png");
-    EXPECT_EQ(discError([&] { (void)fromDirectory(); }).kind(), AudioDiscError::Kind::noAudioFileInDirectory);
-    std::filesystem::remove(directory.path() / "cover.png");
     EXPECT_EQ(discError([&] { (void)fromDirectory(); }).kind(), AudioDiscError::Kind::noAudioFileInDirectory);
     const auto missing = discError(
         [&] { (void)AudioDisc::fromDirectory(Url::fileURL(directory.path() / "nowhere"), services); });
@@ -194,7 +169,6 @@ TEST_F(AudioDiscTest, artworkBaseNamesComeBeforeExtensions) {
     EXPECT_EQ(AudioDisc::findArtwork(folder, std::nullopt)->lastPathComponent(), "cover.png");
     directory.write("My Disc.webp", "x");
     EXPECT_EQ(AudioDisc::findArtwork(folder, "My Disc")->lastPathComponent(), "My Disc.webp");
-    EXPECT_TRUE(log.contains("Found artwork file"));
     EXPECT_FALSE(AudioDisc::findArtwork(Url::fileURL(directory.path() / "cover.png"), std::nullopt));
     TemporaryDirectory empty;
     EXPECT_FALSE(AudioDisc::findArtwork(Url::fileURL(empty.path()), "x"));
@@ -204,18 +178,19 @@ TEST_F(AudioDiscTest, artworkBaseNamesComeBeforeExtensions) {
 TEST_F(AudioDiscTest, finalStepRefusesCuesOutOfOrder) {
     wave("a.wav", sector * 100);
     auto data = AudioDiscData::create({Url::fileURL(directory.path() / "a.wav")}, 0, services.openAudioFile);
+    const auto cue = [](std::int64_t frame, long track, long chapter) {
+        return AudioCue{Uuid::random(), frame, track, chapter};
+    };
+    const auto make = [&](std::vector<AudioCue> cues) {
+        return AudioDisc(data, std::move(cues), std::nullopt, AudioDisc::Source::directory(Url()), services);
+    };
     // No cues, two cues on one frame, a track going back, a chapter going back.
-    for (auto cues : std::vector<std::vector<AudioCue>>{{},
-                                                         {{Uuid::random(), 0, 0, 1}, {Uuid::random(), 0, 1, 1}},
-                                                         {{Uuid::random(), 0, 1, 1}, {Uuid::random(), 10, 0, 2}},
-                                                         {{Uuid::random(), 0, 0, 2}, {Uuid::random(), 10, 0, 1}}})
-        EXPECT_EQ(discError([&] {
-                      (void)AudioDisc(data, std::move(cues), std::nullopt, AudioDisc::Source::directory(Url()), services);
-                  }).kind(),
-                  AudioDiscError::Kind::dummy);
-    const AudioDisc ok(data,
-                       {{Uuid::random(), 0, 0, 1}, {Uuid::random(), 10, 0, 2}, {Uuid::random(), 20, 1, 0}},
-                       std::nullopt, AudioDisc::Source::directory(Url()), services);
+    for (const auto& cues : std::vector<std::vector<AudioCue>>{{},
+                                                                {cue(0, 0, 1), cue(0, 1, 1)},
+                                                                {cue(0, 1, 1), cue(10, 0, 2)},
+                                                                {cue(0, 0, 2), cue(10, 0, 1)}})
+        EXPECT_EQ(discError([&] { (void)make(cues); }).kind(), AudioDiscError::Kind::dummy);
+    const AudioDisc ok = make({cue(0, 0, 1), cue(10, 0, 2), cue(20, 1, 0)});
     ASSERT_EQ(ok.tracks.size(), 2U);
     EXPECT_EQ(ok.cuePosition(ok.cues[2].id), 2U);
     EXPECT_EQ(ok.cueLastFrame(ok.cues[0].id), 9);
@@ -227,29 +202,14 @@ TEST_F(AudioDiscTest, finalStepRefusesCuesOutOfOrder) {
     EXPECT_FALSE(ok.trackStartFrame(ok.tracks[1]));
 }
 
-TEST_F(AudioDiscTest, oneMinuteOneTrackDiscIdentifiers) {
-    wave("a.wav", sector * 75 * 60);
-    const auto disc = fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
-    ASSERT_TRUE(disc.onlineID.has_value());
-    EXPECT_EQ(disc.onlineID->cddbValue, 0x02003C01U);
-    EXPECT_TRUE(log.contains("Disc ID - Accurated Rip v1"));
-    EXPECT_TRUE(log.contains(": 00001194"));
-    EXPECT_TRUE(log.contains("Disc ID - FreeDB/CDDB"));
-    EXPECT_TRUE(log.contains(": 02003c01"));
-    EXPECT_TRUE(log.contains(": " + disc.onlineID->musicBrainz));
-}
-
 TEST_F(AudioDiscTest, nonCDDiscsHaveNoIdentifiersAndFrameTables) {
     wave("a.wav", 48000 * 3, 48000);
-    const auto disc = fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                                "  TRACK 02 AUDIO\n    INDEX 01 00:01:00\n");
+    const auto disc = fromSheet(oneTrack + "  TRACK 02 AUDIO\n    INDEX 01 00:01:00\n");
     EXPECT_FALSE(disc.canBeCDDA);
     EXPECT_FALSE(disc.onlineID.has_value());
-    const auto lines =
-        disc.tableOfContents(TOCMode::tracksRipper, AudioDisc::TrackLengthMode::includingNextTrackPregap);
+    const auto lines = disc.tableOfContents(TOCMode::tracksRipper, withPregap);
     ASSERT_EQ(lines.size(), 5U);
     EXPECT_EQ(lines[0], " Track |      Start |        End |     Length | Start    | End      | Duration ");
-    EXPECT_EQ(lines[1], "       |      Frame |      Frame |            | Time     | Time     | Time     ");
     EXPECT_EQ(lines[2], std::string(79, '='));
     // Track 2 starts at one CD second, 44100 frames, which is 0.91875 s at 48 kHz.
     EXPECT_EQ(lines[4], "     2 |      44100 |     143999 |      99900 | 00:00.91 | 00:03.00 | 00:02.08 ");
@@ -260,21 +220,17 @@ TEST_F(AudioDiscTest, cdTablesInSectorsAreLoggedInOrder) {
     const auto disc =
         fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    PREGAP 00:02:00\n    INDEX 01 00:00:00\n"
                   "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:05:00\n");
-    const auto cues =
-        disc.tableOfContents(TOCMode::cues, AudioDisc::TrackLengthMode::includingNextTrackPregap);
+    const auto cues = disc.tableOfContents(TOCMode::cues, withPregap);
     ASSERT_EQ(cues.size(), 7U);
     EXPECT_EQ(cues[0], "  Cue | Track     |    Key | Length | Key Time | Duration ");
     EXPECT_EQ(cues[2], std::string(58, '='));
     EXPECT_EQ(cues[3], "    1 |   1[0]    |      0 |    150 | 00:00.00 | 00:02.00 ");
     EXPECT_EQ(cues[4], "    2 |   1[1]    |    150 |    300 | 00:02.00 | 00:04.00 ");
     EXPECT_EQ(cues[6], "    4 |   2[1]    |    525 |    375 | 00:07.00 | 00:05.00 ");
-    const auto ripper =
-        disc.tableOfContents(TOCMode::tracksRipper, AudioDisc::TrackLengthMode::includingNextTrackPregap);
+    const auto ripper = disc.tableOfContents(TOCMode::tracksRipper, withPregap);
     EXPECT_EQ(ripper[0], " Track |  Start |    End | Length | Start    | End      | Duration ");
     EXPECT_EQ(ripper[3], "     1 |    150 |    449 |    300 | 00:02.00 | 00:06.00 | 00:04.00 ");
-    const auto brainz = disc.tableOfContents(TOCMode::tracksMusicBrainz,
-                                             AudioDisc::TrackLengthMode::includingNextTrackPregap);
-    EXPECT_EQ(brainz[0], " Track |      Start       |      Length      |       End        ");
+    const auto brainz = disc.tableOfContents(TOCMode::tracksMusicBrainz, withPregap);
     EXPECT_EQ(brainz[4], "     2 | 00:09.00     675 | 00:05.00     375 | 00:14.00    1050 ");
     // The log holds the three tables, one "Table of Content" line per table line.
     std::size_t logged = 0;
@@ -287,17 +243,12 @@ TEST_F(AudioDiscTest, cdTablesInSectorsAreLoggedInOrder) {
 }
 
 TEST(TagMetadata, vorbisKeysFillReleaseAndTracks) {
-    const AudioFileTags first{{"vorb/TITLE", {"One"}},
-                              {"vorb/ARTIST", {"Ann", "Bob"}},
-                              {"vorb/ALBUM", {"Record"}},
-                              {"vorb/ALBUMARTIST", {"Ann"}},
-                              {"vorb/DATE", {"1999-07-14"}},
-                              {"vorb/ISRC", {"USRC17607839"}},
-                              {"vorb/DISCNUMBER", {"2/3"}},
-                              {"vorb/REPLAYGAIN_ALBUM_GAIN", {"-6.50 dB"}},
-                              {"vorb/REPLAYGAIN_ALBUM_PEAK", {"0.988"}},
-                              {"vorb/REPLAYGAIN_TRACK_GAIN", {"+1.25 dB"}},
-                              {"vorb/REPLAYGAIN_TRACK_PEAK", {"0.5"}}};
+    const AudioFileTags first{
+        {"vorb/TITLE", {"One"}}, {"vorb/ARTIST", {"Ann", "Bob"}}, {"vorb/ALBUM", {"Record"}},
+        {"vorb/ALBUMARTIST", {"Ann"}}, {"vorb/DATE", {"1999-07-14"}}, {"vorb/ISRC", {"USRC17607839"}},
+        {"vorb/DISCNUMBER", {"2/3"}}, {"vorb/REPLAYGAIN_ALBUM_GAIN", {"-6.50 dB"}},
+        {"vorb/REPLAYGAIN_ALBUM_PEAK", {"0.988"}}, {"vorb/REPLAYGAIN_TRACK_GAIN", {"+1.25 dB"}},
+        {"vorb/REPLAYGAIN_TRACK_PEAK", {"0.5"}}};
     const AudioFileTags second{{"vorb/TITLE", {"Two"}}, {"vorb/DATE", {"not a date"}}};
     const auto metadata = metadataFromTags({first, second, {}});
     ASSERT_TRUE(metadata.has_value());
@@ -325,12 +276,8 @@ TEST(TagMetadata, vorbisKeysFillReleaseAndTracks) {
 // Tags written by FFmpeg into real files come back through TagLib under the Vorbis names.
 TEST_F(AudioDiscTest, folderDiscReadsTagsOfFlacMp3AndM4a) {
     const auto samples = test::testSignal(sector * 30, 2, 16, 1);
-    const std::map<std::string, std::string> tags{{"title", "Song"},
-                                                  {"artist", "Ann"},
-                                                  {"album", "Record"},
-                                                  {"album_artist", "Band"},
-                                                  {"date", "2001"},
-                                                  {"disc", "1/2"},
+    const std::map<std::string, std::string> tags{{"title", "Song"},     {"artist", "Ann"}, {"album", "Record"},
+                                                  {"album_artist", "Band"}, {"date", "2001"},  {"disc", "1/2"},
                                                   {"REPLAYGAIN_TRACK_GAIN", "-3.00 dB"}};
     for (auto [encoding, name] : {std::pair{platform::AudioFileEncoding::flac, "a.flac"},
                                   std::pair{platform::AudioFileEncoding::mp3, "a.mp3"},

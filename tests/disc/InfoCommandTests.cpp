@@ -13,15 +13,10 @@ namespace {
 using test::TemporaryDirectory;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
+const auto quoted = test::shellQuoted;
 
 // Runs lorvan-cli with already quoted arguments; standard error is dropped.
-test::ProcessRun cli(const std::string& arguments) {
-    return test::runProcess(LORVAN_CLI, arguments);
-}
-
-std::string quoted(const fs::path& path) {
-    return test::shellQuoted(path);
-}
+test::ProcessRun cli(const std::string& arguments) { return test::runProcess(LORVAN_CLI, arguments); }
 
 nlohmann::json refusal(const std::string& arguments) {
     const test::ProcessRun run = cli(arguments + " --json");
@@ -69,15 +64,12 @@ TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {
     const test::ProcessRun run = cli("info " + quoted(sheet("single")) + " --json");
     ASSERT_EQ(run.status, 0);
     const auto disc = nlohmann::json::parse(run.out); // only the document is on standard output
-    EXPECT_EQ(disc["source"]["type"], "cueSheet");
-    EXPECT_EQ(disc["source"]["path"], sheet("single").string());
-    EXPECT_EQ(disc["canBeCDDA"], true);
-    EXPECT_EQ(disc["sampleRate"], 44100.0);
-    EXPECT_EQ(disc["channels"], 2);
-    EXPECT_EQ(disc["bitDepth"], 16);
+    EXPECT_EQ(disc["source"], nlohmann::json({{"type", "cueSheet"}, {"path", sheet("single").string()}}));
     // 2 s of artificial pregap, then 30 s of music.
-    EXPECT_EQ(disc["frameCount"], 32 * 44100);
-    EXPECT_EQ(disc["playbackFrameCount"], 30 * 44100);
+    const auto format = nlohmann::json::parse(R"({"canBeCDDA": true, "sampleRate": 44100.0, "channels": 2,
+        "bitDepth": 16, "frameCount": 1411200, "playbackFrameCount": 1323000})");
+    for (const auto& [key, value] : format.items())
+        EXPECT_EQ(disc.at(key), value) << key;
     EXPECT_EQ(disc["artwork"], (directory->path() / "single" / "cover.png").string());
     const auto& id = disc["onlineID"];
     for (const char* key : {"accurateRipV1", "accurateRipV2", "freedb"})
@@ -88,21 +80,12 @@ TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {
     EXPECT_EQ(disc["cues"][5],
               nlohmann::json::parse(R"({"keyFrame": 1190700, "trackIndex": 2, "chapter": 2})"));
     ASSERT_EQ(disc["tracks"].size(), 3U);
-    const auto& second = disc["tracks"][1];
-    EXPECT_EQ(second["index"], 1);
-    EXPECT_EQ(second["cueIndices"], nlohmann::json::parse("[2, 3]"));
-    EXPECT_EQ(second["startFrame"], 12 * 44100);
-    EXPECT_EQ(second["pregapFrames"], 44100);
-    EXPECT_EQ(second["title"], "A Minor Walk");
-    EXPECT_EQ(second["performers"], nlohmann::json::parse(R"(["Lorvan Strings"])"));
+    // Track 2 starts 12 s in, after a second of pregap.
+    const auto second = nlohmann::json::parse(R"({"index": 1, "cueIndices": [2, 3], "startFrame": 529200,
+        "pregapFrames": 44100, "title": "A Minor Walk", "performers": ["Lorvan Strings"]})");
+    for (const auto& [key, value] : second.items())
+        EXPECT_EQ(disc.at("tracks").at(1).at(key), value) << key;
     EXPECT_EQ(disc["metadata"]["releaseTitle"], "Lorvan Demo Disc");
-}
-
-TEST_F(DemoDisc, folderOfTheSplitFilesHasNoIdentifiers) {
-    const auto disc = nlohmann::json::parse(cli("info --json " + quoted(directory->path() / "split")).out);
-    EXPECT_EQ(disc["source"]["type"], "directory");
-    EXPECT_TRUE(disc["onlineID"].is_null());
-    EXPECT_EQ(disc["cues"][1]["keyFrame"], 10 * 44100);
 }
 
 class BadInput : public ::testing::Test {
@@ -152,11 +135,6 @@ TEST_F(BadInput, filesThatAreNotAudioOrDoNotMatch) {
     EXPECT_EQ(mixed["type"], "AudioDiscDataError");
     EXPECT_EQ(mixed["kind"], "inconsistentAudioFormat");
     EXPECT_EQ(mixed["failureReason"], "All audio files need to use the same audio format.");
-}
-
-TEST_F(BadInput, usageErrorsExitWithTwo) {
-    EXPECT_EQ(cli("info").status, 2);
-    EXPECT_EQ(cli("demo --unknown").status, 2);
 }
 
 } // namespace
