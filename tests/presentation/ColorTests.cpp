@@ -48,16 +48,13 @@ TEST(Color, MixesInOKLab) {
     // Halfway from black to white is OKLab lightness 0.5: sRGB 0.3885 (99 of 255), far from
     // the 0.5 of a plain sRGB mix and the 0.735 of a linear-light mix.
     const Color grey = Color::black().mixed(Color::white(), 0.5);
-    EXPECT_NEAR(grey.red, 0.38857, 1e-4);
-    EXPECT_NEAR(grey.green, grey.red, 1e-6);
-    EXPECT_NEAR(grey.blue, grey.red, 1e-6);
+    expectColor(grey, {0.38857, 0.38857, 0.38857, 1}, 1e-4);
 
     // Black 20 % towards amber keeps the amber hue at a fifth of its OKLab lightness.
     const Color dim = Color::black().mixed(amber, 0.2);
     const OKLab dimLab = toOKLab(dim), amberLab = toOKLab(amber);
-    EXPECT_NEAR(dimLab.l, 0.2 * amberLab.l, 1e-6);
-    EXPECT_NEAR(dimLab.a, 0.2 * amberLab.a, 1e-6);
-    EXPECT_NEAR(dimLab.b, 0.2 * amberLab.b, 1e-6);
+    for (const auto& [dimmed, full] : {std::pair{dimLab.l, amberLab.l}, {dimLab.a, amberLab.a}, {dimLab.b, amberLab.b}})
+        EXPECT_NEAR(dimmed, 0.2 * full, 1e-6);
     EXPECT_GT(dim.red, dim.green);
     EXPECT_NEAR(dim.blue, 0, 0.01);
 
@@ -93,14 +90,10 @@ TEST(ColorMap, PresetsHaveTheirSizesAndValidEntries) {
 
 TEST(ColorMap, MetersPickEntriesByLevel) {
     const ColorMap loudness(ColorMap::Preset::audioLoudness); // green ×7, yellow, orange, red
-    EXPECT_EQ(loudness.colorAt(0), Color::rgb(0x27A372));
-    EXPECT_EQ(loudness.colorAt(0.69), Color::rgb(0x27A372));
-    EXPECT_EQ(loudness.colorAt(0.7), Color::rgb(0xE5BE5C));
-    EXPECT_EQ(loudness.colorAt(0.95), Color::rgb(0xE64242));
-    EXPECT_EQ(loudness.colorAt(1), Color::rgb(0xE64242));
-    EXPECT_EQ(loudness.colorAt(42), Color::rgb(0xE64242));
-    EXPECT_EQ(loudness.colorAt(-1), Color::rgb(0x27A372));
-    EXPECT_EQ(loudness.colorAt(std::nan("")), Color::rgb(0x27A372));
+    // Levels out of range, not a number included, take the nearer end.
+    for (const auto& [level, hex] : {std::pair{0.0, 0x27A372}, {0.69, 0x27A372}, {0.7, 0xE5BE5C}, {0.95, 0xE64242},
+                                     {1.0, 0xE64242}, {42.0, 0xE64242}, {-1.0, 0x27A372}, {std::nan(""), 0x27A372}})
+        EXPECT_EQ(loudness.colorAt(level), Color::rgb(hex)) << level;
 
     // One entry per segment when the counts match; even sampling otherwise.
     const ColorMap vintage(ColorMap::Preset::vintageAudioLoudness);

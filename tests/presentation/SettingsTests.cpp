@@ -21,19 +21,16 @@ TEST(UserUISettings, StartsWithTheDefaultsOfTheDisplay) {
 }
 
 TEST(UserUISettings, RestoresTheStoredThemeByExactName) {
-    struct Case {
-        const char* stored;
-        LCBuiltInTheme expected;
-    };
-    for (const auto& c : {Case{"LCD Newton", LCBuiltInTheme::lcdNewton},
-                          Case{"Apple ][", LCBuiltInTheme::appleII}, Case{"Winamp", LCBuiltInTheme::winamp},
-                          Case{"lcd newton", LCBuiltInTheme::vhs}, Case{"Amber ", LCBuiltInTheme::vhs},
-                          Case{"Solarized", LCBuiltInTheme::vhs}, Case{"", LCBuiltInTheme::vhs}}) {
+    // Anything but an exact name falls back to VHS.
+    for (const auto& [stored, expected] :
+         {std::pair{"LCD Newton", LCBuiltInTheme::lcdNewton}, {"Apple ][", LCBuiltInTheme::appleII},
+          {"Winamp", LCBuiltInTheme::winamp}, {"lcd newton", LCBuiltInTheme::vhs}, {"Amber ", LCBuiltInTheme::vhs},
+          {"Solarized", LCBuiltInTheme::vhs}, {"", LCBuiltInTheme::vhs}}) {
         InMemoryUserDefaults defaults;
-        defaults.setString("selectedTheme", c.stored);
+        defaults.setString("selectedTheme", stored);
         const UserUISettings settings(defaults);
-        EXPECT_EQ(settings.theme.value(), themeOf(c.expected)) << c.stored;
-        EXPECT_EQ(settings.selectedBuiltInTheme(), c.expected) << c.stored;
+        EXPECT_EQ(settings.theme.value(), themeOf(expected)) << stored;
+        EXPECT_EQ(settings.selectedBuiltInTheme(), expected) << stored;
     }
 }
 
@@ -87,10 +84,11 @@ TEST(UserUISettings, KeepsBrightnessWithinItsLimits) {
     EXPECT_EQ(log.lines().size(), 2u) << "and a warning for a value too low";
     EXPECT_EQ(defaults.string("displayBrightness"), "0.1");
 
-    settings.brightness.set(std::nan(""));
-    EXPECT_EQ(settings.brightness.value(), 0.1);
-    settings.brightness.set(std::numeric_limits<double>::infinity());
-    EXPECT_EQ(settings.brightness.value(), 1.0);
+    // Not a number counts as too low.
+    for (const auto& [value, kept] : {std::pair{std::nan(""), 0.1}, {std::numeric_limits<double>::infinity(), 1.0}}) {
+        settings.brightness.set(value);
+        EXPECT_EQ(settings.brightness.value(), kept);
+    }
     EXPECT_EQ(log.lines().size(), 4u);
 
     // Observers after the check only ever see values in range.
@@ -99,22 +97,17 @@ TEST(UserUISettings, KeepsBrightnessWithinItsLimits) {
 }
 
 TEST(UserUISettings, RestoresBrightness) {
-    struct Case {
-        const char* stored;
-        double restored;
-        const char* logged;
-        const char* rewritten;
-    };
-    for (const auto& c : {Case{"0.4", 0.4, "", "0.4"},
-                          Case{"7", 1.0, "7 is a value too high for Display Brightness.", "1"},
-                          Case{"bright", 1.0, "Ignoring the stored Display Brightness \"bright\"", "bright"}}) {
-        SCOPED_TRACE(c.stored);
+    // Stored, restored, logged and stored after.
+    for (const auto& [stored, restored, logged, rewritten] :
+         {std::tuple{"0.4", 0.4, "", "0.4"}, {"7", 1.0, "7 is a value too high for Display Brightness.", "1"},
+          {"bright", 1.0, "Ignoring the stored Display Brightness \"bright\"", "bright"}}) {
+        SCOPED_TRACE(stored);
         InMemoryUserDefaults defaults;
-        defaults.setString("displayBrightness", c.stored);
+        defaults.setString("displayBrightness", stored);
         test::CapturedLog log;
-        EXPECT_EQ(UserUISettings(defaults).brightness.value(), c.restored);
-        EXPECT_TRUE(log.contains(c.logged));
-        EXPECT_EQ(defaults.string("displayBrightness"), c.rewritten);
+        EXPECT_EQ(UserUISettings(defaults).brightness.value(), restored);
+        EXPECT_TRUE(log.contains(logged));
+        EXPECT_EQ(defaults.string("displayBrightness"), rewritten);
     }
 }
 

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 namespace lorvan {
@@ -20,27 +20,15 @@ TEST(LCBuiltInTheme, TwentyEightThemesInNameOrderFoundByTheirExactName) {
         names.emplace_back(rawValue(theme));
         EXPECT_EQ(builtInThemeFromRawValue(names.back()), theme);
     }
-    EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), 28u);
-    EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
-    EXPECT_EQ(builtInThemeFromRawValue("LCD Newton"), LCBuiltInTheme::lcdNewton);
-    EXPECT_EQ(builtInThemeFromRawValue("Apple ]["), LCBuiltInTheme::appleII);
+    EXPECT_EQ(names.size(), 28u);
+    EXPECT_TRUE(std::adjacent_find(names.begin(), names.end(), std::greater_equal<>()) == names.end())
+        << "strictly ascending, so no name twice";
     for (const char* near : {"vhs", "VHS ", "appleII", ""})
         EXPECT_EQ(builtInThemeFromRawValue(near), std::nullopt) << near;
-    EXPECT_EQ(std::unordered_set<LCBuiltInTheme>(allBuiltInThemes.begin(), allBuiltInThemes.end()).size(), 28u);
 }
 
-TEST(LCBuiltInTheme, ThemesAreBuiltOnceAndShared) {
-    const LCTheme& first = themeOf(LCBuiltInTheme::synthwave);
-    EXPECT_EQ(&first, &themeOf(LCBuiltInTheme::synthwave));
-    EXPECT_NE(&first, &themeOf(LCBuiltInTheme::vhs));
-}
-
-bool isFraction(double v) {
-    return std::isfinite(v) && v >= 0 && v <= 1;
-}
-bool isSize(double v) {
-    return std::isfinite(v) && v >= 0 && v <= 64;
-}
+bool isFraction(double v) { return std::isfinite(v) && v >= 0 && v <= 1; }
+bool isSize(double v) { return std::isfinite(v) && v >= 0 && v <= 64; }
 
 TEST(LCBuiltInTheme, EveryThemeFillsEveryFieldWithValidValues) {
     std::set<std::vector<double>> distinctLooks;
@@ -68,19 +56,12 @@ TEST(LCBuiltInTheme, EveryThemeFillsEveryFieldWithValidValues) {
         EXPECT_TRUE(std::isfinite(t.haloY) && std::abs(t.haloY) <= 8) << name;
         EXPECT_GT(t.digits.alpha, 0.9) << name << ": lit characters are opaque";
 
-        EXPECT_GE(t.bufferColorMap.colors.size(), 2u) << name;
-        EXPECT_GE(t.volumeColorMap.colors.size(), 2u) << name;
-        EXPECT_TRUE(t.bufferColorMap.name.has_value()) << name;
-        EXPECT_TRUE(t.volumeColorMap.name.has_value()) << name;
-        for (const auto& c : t.volumeColorMap.colors)
-            EXPECT_TRUE(c.isValid()) << name;
-
-        const auto haloGeometry = t.haloGeometry();
-        EXPECT_EQ(haloGeometry, (LCHaloGeometry{t.haloX, t.haloY, t.haloRadiusA, t.haloOpacityA,
-                                                t.haloRadiusB, t.haloOpacityB}));
-        const LCHalo halo = t.halo(t.digitsHalo);
-        EXPECT_EQ(halo.color, t.digitsHalo);
-        EXPECT_EQ(halo.radiusB, t.haloRadiusB);
+        for (const ColorMap* map : {&t.bufferColorMap, &t.volumeColorMap}) {
+            EXPECT_GE(map->colors.size(), 2u) << name;
+            EXPECT_TRUE(map->name.has_value()) << name;
+            for (const auto& c : map->colors)
+                EXPECT_TRUE(c.isValid()) << name;
+        }
 
         // Text must stand out from the screen behind it, whichever way round the theme is.
         EXPECT_GT(std::abs(toOKLab(t.digits).l - toOKLab(t.backgroundColors.front()).l), 0.3)
