@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <numeric>
 #include <random>
+#include <ranges>
 #include <thread>
 
 namespace lorvan {
@@ -47,8 +48,7 @@ TEST(EngineGraphTest, PassesManyOddBuffersGaplessAndBitExactWithTheirCompletions
     std::vector<int> expected(static_cast<std::size_t>(rig.scheduled));
     std::iota(expected.begin(), expected.end(), 0);
     EXPECT_EQ(rig.log.order(), expected);
-    for (const auto& thread : rig.log.threads())
-        EXPECT_NE(thread, std::this_thread::get_id());
+    EXPECT_EQ(std::ranges::count(rig.log.threads(), std::this_thread::get_id()), 0);
     // A buffer stops counting once its handler has returned, a moment after it logged itself.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (rig.node().pendingCount() != 0 && std::chrono::steady_clock::now() < deadline)
@@ -65,7 +65,7 @@ TEST(EngineGraphTest, DevicePullsPadWithSilenceWhilePausedAndAfterTheAudioAndPla
     EXPECT_FALSE(rig.node().isPlaying());
     expectSilence(rig.output->pull(900));
     EXPECT_TRUE(rig.output->pullAvailable(100)[0].empty());
-    EXPECT_EQ(rig.log.count(), 0U) << "a paused buffer is still scheduled";
+    EXPECT_EQ(rig.log.order().size(), 0U) << "a paused buffer is still scheduled";
     rig.node().play();
     const auto block = rig.output->pull(1600);
     ASSERT_EQ(block[0].size(), 1600U);
@@ -81,8 +81,8 @@ TEST(EngineGraphTest, StopDiscardsEverythingAndHasRunTheHandlersInOrderWhenItRet
     rig.node().play();
     (void)rig.output->pull(1250); // two buffers done, the third half played
     rig.node().stop();
-    EXPECT_EQ(rig.log.count(), 10U) << "stop returns after the discarded buffers' handlers";
-    EXPECT_EQ(rig.log.order(), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(rig.log.order(), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}))
+        << "stop returns after the discarded buffers' handlers";
     EXPECT_EQ(rig.node().pendingCount(), 0U);
     EXPECT_FALSE(rig.node().isPlaying());
 
@@ -103,7 +103,7 @@ TEST(EngineGraphTest, StopReturnsWhenNothingRendersAndWhenCalledFromAHandler) {
         rig.schedule(0, 100);
     rig.node().play();
     rig.node().stop();
-    EXPECT_EQ(rig.log.count(), 5U);
+    EXPECT_EQ(rig.log.order().size(), 5U);
 
     // A handler that stops the node: the rest of the discarded handlers still run, in order.
     rig.engine->start();
@@ -147,10 +147,10 @@ TEST(EngineGraphTest, AMonoDiscReachesBothSpeakersAndAnotherOutputRateKeepsThePi
 
 /// The largest step between neighbouring samples.
 float largestStep(const std::vector<float>& samples) {
-    float largest = 0;
-    for (std::size_t frame = 1; frame < samples.size(); ++frame)
-        largest = std::max(largest, std::abs(samples[frame] - samples[frame - 1]));
-    return largest;
+    std::vector<float> steps(samples.size());
+    std::adjacent_difference(samples.begin(), samples.end(), steps.begin());
+    return std::ranges::max(steps | std::views::drop(1) |
+                            std::views::transform([](float d) { return std::abs(d); }));
 }
 
 TEST(EngineVarispeedTest, RateChangesAreSmoothAndRateOneIsBitExactAgain) {
@@ -182,19 +182,6 @@ TEST(EngineVarispeedTest, RateChangesAreSmoothAndRateOneIsBitExactAgain) {
     const float* samples = source->channelData(0);
     const auto* found = std::search(samples, samples + source->frameLength(), tail.begin(), tail.end());
     EXPECT_NE(found, samples + source->frameLength()) << "the tail is not a run of source frames";
-}
-
-TEST(EngineGraphTest, ConnectRejectsFormatsItCannotPlayAndStartNeedsAConnection) {
-    GraphAudioEngine engine(std::make_unique<ManualAudioOutput>(), platform::soxrResamplerFactory());
-    EXPECT_EQ(test::thrown<AudioEngineError>([&] { engine.start(); }).kind(),
-              AudioEngineError::Kind::notConnected);
-    EXPECT_FALSE(engine.isRunning());
-    EXPECT_THROW(engine.connect(AudioFormat::processing(44100, 0)), AudioEngineError);
-    engine.connect(AudioFormat::processing(44100, 2));
-    engine.start();
-    EXPECT_TRUE(engine.isRunning());
-    engine.stop();
-    EXPECT_FALSE(engine.isRunning());
 }
 
 } // namespace

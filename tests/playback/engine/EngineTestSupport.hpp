@@ -20,27 +20,38 @@ using Planes = std::vector<std::vector<float>>;
 [[nodiscard]] float signature(int channel, std::int64_t frame);
 /// A buffer holding `signature` from `firstFrame` on.
 [[nodiscard]] std::shared_ptr<PCMBuffer> signatureBuffer(int channels, std::int64_t firstFrame,
-                                                         std::uint32_t frames, double rate = 44100);
-/// A buffer holding a sine of `hertz` at `amplitude` from `firstFrame` on, on every channel.
+                                                         std::uint32_t frames);
+/// A buffer holding a sine of `hertz` at amplitude 0.5 from `firstFrame` on, on every channel.
 [[nodiscard]] std::shared_ptr<PCMBuffer> sineBuffer(int channels, std::int64_t firstFrame,
-                                                    std::uint32_t frames, double hertz,
-                                                    float amplitude = 0.5F, double rate = 44100);
+                                                    std::uint32_t frames, double hertz);
 void append(Planes& to, const Planes& from);
 /// The first `frames` frames of every plane are `signature` from `firstFrame` on, bit for bit.
 void expectSignature(const Planes& planes, std::int64_t firstFrame, std::size_t frames);
 /// Every plane is silent from frame `from` on.
 void expectSilence(const Planes& planes, std::size_t from = 0);
 
-/// Records data-consumed handlers as they run.
+/// Records data-consumed handlers as they run: their index and their thread.
 class CompletionLog {
 public:
-    [[nodiscard]] AudioPlayerNode::DataConsumedHandler handler(int index);
+    [[nodiscard]] AudioPlayerNode::DataConsumedHandler handler(int index) {
+        return [this, index] {
+            std::lock_guard lock(mutex_);
+            order_.push_back(index);
+            threads_.push_back(std::this_thread::get_id());
+            changed_.notify_all();
+        };
+    }
     /// Waits (up to a generous safety limit, so that a fault fails instead of hanging) until
     /// `count` handlers have run.
     bool waitFor(std::size_t count);
-    [[nodiscard]] std::vector<int> order() const;
-    [[nodiscard]] std::vector<std::thread::id> threads() const;
-    [[nodiscard]] std::size_t count() const;
+    [[nodiscard]] std::vector<int> order() const {
+        std::lock_guard lock(mutex_);
+        return order_;
+    }
+    [[nodiscard]] std::vector<std::thread::id> threads() const {
+        std::lock_guard lock(mutex_);
+        return threads_;
+    }
 
 private:
     mutable std::mutex mutex_;
@@ -51,11 +62,12 @@ private:
 
 /// An engine on the manual output, connected and started.
 struct ManualEngine {
-    explicit ManualEngine(int discChannels = 2, int outputChannels = 0, double outputRate = 0,
-                          double discRate = 44100);
+    explicit ManualEngine(int discChannels = 2, int outputChannels = 0, double outputRate = 0);
     GraphPlayerNode& node() { return engine->playerNode(); }
     /// Schedules `signature` frames `first`...`first + frames - 1`, logged under the next index.
-    void schedule(std::int64_t first, std::uint32_t frames);
+    void schedule(std::int64_t first, std::uint32_t frames) {
+        node().scheduleBuffer(signatureBuffer(discChannels, first, frames), log.handler(scheduled++));
+    }
 
     int discChannels;
     int scheduled = 0;

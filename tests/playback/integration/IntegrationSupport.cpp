@@ -35,16 +35,12 @@ AudioDisc assembleDisc(const std::filesystem::path& cueSheet) {
 
 Planes decodeFile(const std::filesystem::path& path) {
     const auto file = platform::openFFmpegAudioFile(Url::fileURL(path));
-    Planes planes;
+    Planes planes(static_cast<std::size_t>(file->processingFormat().channelsPerFrame));
     PCMBuffer buffer(file->processingFormat(), 4096);
-    for (;;) {
-        file->read(buffer, 4096);
-        if (buffer.frameLength() == 0) break;
-        std::vector<const float*> pointers;
+    for (file->read(buffer, 4096); buffer.frameLength() > 0; file->read(buffer, 4096))
         for (int c = 0; c < buffer.channelCount(); ++c)
-            pointers.push_back(buffer.channelData(c));
-        append(planes, pointers.data(), buffer.channelCount(), buffer.frameLength());
-    }
+            planes[c].insert(planes[c].end(), buffer.channelData(c),
+                             buffer.channelData(c) + buffer.frameLength());
     return planes;
 }
 

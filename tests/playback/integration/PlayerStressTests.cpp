@@ -22,10 +22,9 @@ namespace {
 
 using State = AudioDiscPlayer::State;
 
-/// What the output thread saw; checked at the end.
-struct Heard {
-    std::atomic<std::uint64_t> frames{0};
-    std::atomic<std::uint64_t> badSamples{0};
+/// What the output thread and the player's reports saw; checked at the end.
+struct Seen {
+    std::atomic<std::uint64_t> frames{0}, badSamples{0}, positionReports{0}, badPositions{0}, badTracks{0};
 };
 
 TEST(PlayerStress, RandomTransportInterleavedWithOfflineRenderingKeepsTheInvariants) {
@@ -36,30 +35,24 @@ TEST(PlayerStress, RandomTransportInterleavedWithOfflineRenderingKeepsTheInvaria
     const auto trackCount = static_cast<long>(reference.tracks.size());
 
     // Everything the handlers and the sink capture outlives the player and its engine.
-    const auto heard = std::make_shared<Heard>();
+    const auto seen = std::make_shared<Seen>();
     const auto mainThread = std::make_shared<ManualMainThreadExecutor>();
     auto output = std::make_unique<OfflineAudioOutput>(
-        [heard](const float* const* planes, int channels, std::uint32_t frames) {
+        [seen](const float* const* planes, int channels, std::uint32_t frames) {
             for (int c = 0; c < channels; ++c)
                 for (std::uint32_t i = 0; i < frames; ++i)
                     if (!std::isfinite(planes[c][i]) || std::fabs(planes[c][i]) > 2.0F)
-                        heard->badSamples.fetch_add(1);
-            heard->frames.fetch_add(frames);
+                        seen->badSamples.fetch_add(1);
+            seen->frames.fetch_add(frames);
         },
         1024);
     auto engine = std::make_shared<GraphAudioEngine>(std::move(output), platform::soxrResamplerFactory());
     const GraphPlayerNode& node = engine->playerNode(); // the player owns the engine from here on
-    auto player = AudioDiscPlayer::create({engine,
-                                           std::make_shared<ThreadSerialQueue>("populateDequeQueue"),
+    auto player = AudioDiscPlayer::create({engine, std::make_shared<ThreadSerialQueue>("populateDequeQueue"),
                                            std::make_shared<ThreadSerialQueue>("scheduleBufferQueue"),
-                                           mainThread,
-                                           std::make_shared<InMemoryUserDefaults>(),
-                                           {}});
+                                           mainThread, std::make_shared<InMemoryUserDefaults>(), nullptr});
     engine.reset();
 
-    std::atomic<std::uint64_t> positionReports{0};
-    std::atomic<std::uint64_t> badPositions{0};
-    std::atomic<std::uint64_t> badTracks{0};
     std::optional<State> reportedState;
     int stateReports = 0;
     player->onPlayerStateChanged = [&](State state) {
@@ -67,12 +60,12 @@ TEST(PlayerStress, RandomTransportInterleavedWithOfflineRenderingKeepsTheInvaria
         ++stateReports;
     };
     player->onPositionsChanged = [&](bool, bool inPlayer, double normalized, std::int64_t frame, auto...) {
-        positionReports.fetch_add(1);
+        seen->positionReports.fetch_add(1);
         if (inPlayer && (frame < 0 || frame > total || normalized < 0.0 || normalized > 1.0))
-            badPositions.fetch_add(1);
+            seen->badPositions.fetch_add(1);
     };
     player->onCurrentTrackIndexChanged = [&](std::optional<long> track) {
-        if (track && (*track < 0 || *track >= trackCount)) badTracks.fetch_add(1);
+        if (track && (*track < 0 || *track >= trackCount)) seen->badTracks.fetch_add(1);
     };
     player->load(assembleDisc(cueSheet), false);
 
@@ -109,9 +102,9 @@ TEST(PlayerStress, RandomTransportInterleavedWithOfflineRenderingKeepsTheInvaria
         },
         [&] {
             // Let the output render a little of whatever is playing.
-            const std::uint64_t before = heard->frames.load();
+            const std::uint64_t before = seen->frames.load();
             for (int spin = 0;
-                 spin < 2000 && heard->frames.load() == before && player->state() == State::playing; ++spin)
+                 spin < 2000 && seen->frames.load() == before && player->state() == State::playing; ++spin)
                 std::this_thread::yield();
             ++playingChecks;
         },
@@ -127,18 +120,13 @@ TEST(PlayerStress, RandomTransportInterleavedWithOfflineRenderingKeepsTheInvaria
         ASSERT_EQ(player->state() == State::playing, node.isPlaying())
             << "the node plays exactly while playing";
         const std::int64_t position = player->discFramePosition();
-        ASSERT_GE(position, 0);
-        ASSERT_LE(position, total);
+        ASSERT_TRUE(position >= 0 && position <= total) << position;
         ASSERT_LT(player->currentCueIndex(), static_cast<long>(reference.cues.size()));
-        if (const auto track = player->currentTrackIndex()) {
-            ASSERT_GE(*track, 0);
-            ASSERT_LT(*track, trackCount);
-        }
+        const auto track = player->currentTrackIndex().value_or(0);
+        ASSERT_TRUE(track >= 0 && track < trackCount) << track;
         const float rate = player->playbackRate();
-        ASSERT_GE(rate, AudioDiscPlayer::minimumRate);
-        ASSERT_LE(rate, AudioDiscPlayer::maximumRate);
-        ASSERT_GE(player->volume(), 0.0F);
-        ASSERT_LE(player->volume(), 1.0F);
+        ASSERT_TRUE(rate >= AudioDiscPlayer::minimumRate && rate <= AudioDiscPlayer::maximumRate) << rate;
+        ASSERT_TRUE(player->volume() >= 0.0F && player->volume() <= 1.0F) << player->volume();
         ASSERT_LE(player->dequeCount(), AudioDiscPlayer::readAheadLimit);
         ASSERT_LE(player->currentlyScheduledBuffers(), AudioDiscPlayer::schedulingLimit);
     }
@@ -150,11 +138,11 @@ TEST(PlayerStress, RandomTransportInterleavedWithOfflineRenderingKeepsTheInvaria
     while (!weak.expired() || mainThread->pendingCount() > 0)
         mainThread->runAll();
 
-    EXPECT_GT(heard->frames.load(), 0u);
-    EXPECT_EQ(heard->badSamples.load(), 0u);
-    EXPECT_GT(positionReports.load(), 0u);
-    EXPECT_EQ(badPositions.load(), 0u);
-    EXPECT_EQ(badTracks.load(), 0u);
+    EXPECT_GT(seen->frames.load(), 0u);
+    EXPECT_EQ(seen->badSamples.load(), 0u);
+    EXPECT_GT(seen->positionReports.load(), 0u);
+    EXPECT_EQ(seen->badPositions.load(), 0u);
+    EXPECT_EQ(seen->badTracks.load(), 0u);
     EXPECT_GT(stateReports, 100);
     EXPECT_GT(playingChecks, 0u);
 }

@@ -30,45 +30,26 @@ protected:
     std::filesystem::path cueSheet;
 };
 
-// The command renders through `renderDisc`: its files hold the decoded files bit for bit from
-// INDEX 01 to the last frame.
-TEST_P(PlayerRender, CommandWritesTheSameSamplesToWaveAndFlac) {
-    const DecodedDisc expected = decodeDisc(cueSheet);
-    for (const char* extension : {".wav", ".flac"}) {
-        const auto output = directory.path() / (std::string("out") + extension);
-        const auto run =
-            runProcess(LORVAN_CLI, "render " + shellQuoted(cueSheet) + " -o " + shellQuoted(output));
-        ASSERT_EQ(run.status, 0) << run.out;
-        EXPECT_NE(run.out.find("Rendered " + std::to_string(expected.frames() - expected.firstTrackStart)),
-                  std::string::npos)
-            << run.out;
-        const Planes written = decodeFile(output);
-        SCOPED_TRACE(extension);
-        ASSERT_EQ(written[0].size(), expected.frames() - static_cast<std::size_t>(expected.firstTrackStart));
-        expectSameAudio(written, expected.planes, static_cast<std::size_t>(expected.firstTrackStart));
-    }
-}
-
-TEST_P(PlayerRender, StartsWithTheExactFrameOfASeek) {
+// Gapless and exact across files and pregaps: from the first frame sought to the end of the
+// disc, every sample is the decoded files' own.
+TEST_P(PlayerRender, StartsWithTheExactFrameOfASeekAndPlaysBitExactToTheEnd) {
     const DecodedDisc expected = decodeDisc(cueSheet);
     // Inside the first track, on the second track's pregap (the end of the first file in the
     // split layout) and two frames before the end.
     for (const std::int64_t frame : {std::int64_t{123457}, expected.secondTrackPregap + 1,
                                      static_cast<std::int64_t>(expected.frames()) - 2}) {
         SCOPED_TRACE(frame);
-        DiscRenderOptions options;
-        options.startFrame = frame;
-        const Planes heard = render(cueSheet, options);
+        const Planes heard = render(cueSheet, {.volume = {}, .startFrame = frame});
         ASSERT_EQ(heard.size(), expected.planes.size());
         ASSERT_EQ(heard[0].size(), expected.frames() - static_cast<std::size_t>(frame));
         expectSameAudio(heard, expected.planes, static_cast<std::size_t>(frame));
     }
     // The reader's bound is the last frame: from there nothing is read, and the render ends
     // instead of waiting for audio that never comes.
-    DiscRenderOptions last;
-    last.startFrame = static_cast<std::int64_t>(expected.frames()) - 1;
-    last.stallTimeout = std::chrono::milliseconds(200);
-    EXPECT_TRUE(render(cueSheet, last).empty());
+    const auto last = static_cast<std::int64_t>(expected.frames()) - 1;
+    EXPECT_TRUE(
+        render(cueSheet, {.volume = {}, .startFrame = last, .stallTimeout = std::chrono::milliseconds(200)})
+            .empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(DemoLayouts, PlayerRender, testing::Values(false, true),
@@ -78,22 +59,18 @@ TEST(PlayerRenderFigures, RateChangesTheLengthAndVolumeScalesEverySample) {
     TemporaryDirectory directory;
     const auto cueSheet = writeDemoDisc(directory.path(), false);
     const DecodedDisc expected = decodeDisc(cueSheet);
-    const auto played =
-        static_cast<double>(expected.frames() - static_cast<std::size_t>(expected.firstTrackStart));
+    const auto played = expected.frames() - static_cast<std::size_t>(expected.firstTrackStart);
     for (const float rate : {0.5F, 0.8F, 1.5F, 4.0F}) {
         SCOPED_TRACE(rate);
-        DiscRenderOptions options;
-        options.rate = rate;
-        const Planes heard = render(cueSheet, options);
+        const Planes heard = render(cueSheet, {.rate = rate, .volume = {}, .startFrame = {}});
         // The whole disc, resampled: its length follows the rate to within a few milliseconds.
-        EXPECT_NEAR(static_cast<double>(heard[0].size()), played / rate, 0.005 * expected.sampleRate);
+        EXPECT_NEAR(static_cast<double>(heard[0].size()), static_cast<double>(played) / rate,
+                    0.005 * expected.sampleRate);
         EXPECT_GT(rms(heard[0]), 0.5 * rms(expected.planes[0]));
     }
 
-    DiscRenderOptions half;
-    half.volume = 0.5F;
-    const Planes quiet = render(cueSheet, half);
-    ASSERT_EQ(quiet[0].size(), static_cast<std::size_t>(played));
+    const Planes quiet = render(cueSheet, {.volume = 0.5F, .startFrame = {}});
+    ASSERT_EQ(quiet[0].size(), played);
     for (std::size_t c = 0; c < quiet.size(); ++c)
         for (std::size_t i = 0; i < quiet[c].size(); ++i)
             ASSERT_EQ(quiet[c][i],
@@ -105,23 +82,20 @@ TEST(PlayerRenderFaults, AFileCutShortWhilePlayingStopsTheRenderWithAnErrorAfter
     TemporaryDirectory directory;
     const auto cueSheet = writeDemoDisc(directory.path(), true);
     const DecodedDisc expected = decodeDisc(cueSheet);
-    const auto victim = directory.path() / "02 A Minor Walk.flac";
-    DiscRenderOptions options;
-    options.stallTimeout = std::chrono::milliseconds(300);
     Planes heard;
     bool cut = false;
     CapturedLog log;
-    EXPECT_THROW(renderDisc(
-                     assembleDisc(cueSheet), platform::soxrResamplerFactory(),
-                     [&](const float* const* planes, int channels, std::uint32_t frames) {
-                         append(heard, planes, channels, frames);
-                         // Early in the first file, long before the reader gets to the second.
-                         if (!cut && heard[0].size() > 4096) {
-                             std::filesystem::resize_file(victim, 1000);
-                             cut = true;
-                         }
-                     },
-                     options),
+    EXPECT_THROW(renderDisc(assembleDisc(cueSheet), platform::soxrResamplerFactory(),
+                            [&](const float* const* planes, int channels, std::uint32_t frames) {
+                                append(heard, planes, channels, frames);
+                                // Early in the first file, long before the reader gets to the second.
+                                if (!cut && heard[0].size() > 4096) {
+                                    std::filesystem::resize_file(directory.path() / "02 A Minor Walk.flac",
+                                                                 1000);
+                                    cut = true;
+                                }
+                            },
+                            {.volume = {}, .startFrame = {}, .stallTimeout = std::chrono::milliseconds(300)}),
                  DiscRenderError);
     ASSERT_TRUE(cut);
     // What was scheduled before the cut played out, sample for sample.
@@ -131,11 +105,26 @@ TEST(PlayerRenderFaults, AFileCutShortWhilePlayingStopsTheRenderWithAnErrorAfter
     EXPECT_FALSE(log.text().empty());
 }
 
-TEST(PlayerRenderFaults, CommandRefusesBadOptionsAndMissingDiscs) {
+// The command renders through `renderDisc`, which the cases above pin on both layouts.
+TEST(PlayerRenderCommand, WritesTheDecodedSamplesToWaveAndFlacAndRefusesBadOptionsAndMissingDiscs) {
     TemporaryDirectory directory;
-    const auto cueSheet = writeDemoDisc(directory.path(), false);
+    const auto cueSheet = writeDemoDisc(directory.path(), true);
+    const DecodedDisc expected = decodeDisc(cueSheet);
+    const auto start = static_cast<std::size_t>(expected.firstTrackStart);
     const auto render = "render " + shellQuoted(cueSheet);
-    const auto out = " -o " + shellQuoted(directory.path() / "out.wav");
+    for (const char* extension : {".wav", ".flac"}) {
+        SCOPED_TRACE(extension);
+        const auto output = directory.path() / (std::string("out") + extension);
+        const auto run = runProcess(LORVAN_CLI, render + " -o " + shellQuoted(output));
+        ASSERT_EQ(run.status, 0) << run.out;
+        EXPECT_NE(run.out.find("Rendered " + std::to_string(expected.frames() - start)), std::string::npos)
+            << run.out;
+        const Planes written = decodeFile(output);
+        ASSERT_EQ(written[0].size(), expected.frames() - start);
+        expectSameAudio(written, expected.planes, start);
+    }
+
+    const auto out = " -o " + shellQuoted(directory.path() / "fast.wav");
     for (const std::string& options : {" -o " + shellQuoted(directory.path() / "out.mp3"),
                                        " -o " + shellQuoted(directory.path() / "out.flac") + " --format f32",
                                        out + " --format s8", out + " --rate nan", std::string()}) {
@@ -145,7 +134,7 @@ TEST(PlayerRenderFaults, CommandRefusesBadOptionsAndMissingDiscs) {
         runProcess(LORVAN_CLI, "render " + shellQuoted(directory.path() / "none.cue") + out, "", true);
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.out.find("Couldn't open"), std::string::npos) << missing.out;
-    EXPECT_FALSE(std::filesystem::exists(directory.path() / "out.wav"));
+    EXPECT_FALSE(std::filesystem::exists(directory.path() / "fast.wav"));
 
     // Out of range: clamped with the player's warning, and the render still happens.
     const auto fast = runProcess(LORVAN_CLI, render + out + " --rate 9 --format f32");
@@ -153,7 +142,8 @@ TEST(PlayerRenderFaults, CommandRefusesBadOptionsAndMissingDiscs) {
     EXPECT_NE(fast.out.find("9 is a value too high for playback rate. It must between 0.25 and 4.0."),
               std::string::npos)
         << fast.out;
-    EXPECT_NEAR(static_cast<double>(decodeFile(directory.path() / "out.wav")[0].size()), 1323000.0 / 4, 441);
+    EXPECT_NEAR(static_cast<double>(decodeFile(directory.path() / "fast.wav")[0].size()),
+                static_cast<double>(expected.frames() - start) / 4, 441);
 }
 
 } // namespace

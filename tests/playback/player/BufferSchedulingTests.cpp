@@ -1,5 +1,5 @@
-// Reading ahead, scheduling, completions and resets: gapless and exact output, the limits of
-// the deque and of the node, read failures, and the buffering meter.
+// Reading ahead, scheduling and completions: gapless and exact output, the limits of the
+// deque and of the node, read failures, and the buffering meter.
 
 #include "PlayerTestSupport.hpp"
 #include "support/TestSupport.hpp"
@@ -24,66 +24,55 @@ TEST(BufferSchedulingTest, AMultiFileDiscWithPregapsPlaysBitExactFromStartToEnd)
     PlayerHarness h;
     // Lengths that are no multiple of a buffer, an artificial pregap, and track pregaps that
     // lie in the previous files.
-    const std::vector<std::int64_t> lengths{5'003, 3'001, 7'777};
-    const std::int64_t total = 150 + 5'003 + 3'001 + 7'777;
-    h.player->insertDisc(makeDisc(
-        lengths, {{0, 0, 0}, {150, 0, 1}, {4'000, 1, 0}, {5'500, 1, 1}, {7'900, 2, 0}, {9'000, 2, 1}}, 150));
+    h.insert(makeDisc({5'003, 3'001, 7'777},
+                      {{0, 0, 0}, {150, 0, 1}, {4'000, 1, 0}, {5'500, 1, 1}, {7'900, 2, 0}, {9'000, 2, 1}},
+                      150));
     h.player->seekToFrame(0, false);
     h.consume();
-
-    ASSERT_EQ(h.node().heard.size(), 2U);
-    std::vector<float> expected(150, 0.0F);
-    const auto rest = expectedFrames(150, total - 150);
-    expected.insert(expected.end(), rest.begin(), rest.end());
-    EXPECT_EQ(h.node().heard[0], expected);
-    EXPECT_EQ(h.node().heard[1].size(), static_cast<std::size_t>(total));
-    EXPECT_EQ(h.node().heard[1][200], -frameSample(200));
+    std::vector<std::vector<float>> expected(2, std::vector<float>(150, 0.0F));
+    for (const float sample : expectedFrames(150, 5'003 + 3'001 + 7'777)) {
+        expected[0].push_back(sample);
+        expected[1].push_back(-sample);
+    }
+    EXPECT_EQ(h.node().heard, expected);
     EXPECT_EQ(h.player->state(), State::stopped) << "the end of the disc was reached";
 }
 
-TEST(BufferSchedulingTest, TheLastShortBufferAdvancesByItsFrameLength) {
+TEST(BufferSchedulingTest, TheReaderStopsBeforeTheLastFrameAndTheLastShortBufferAdvancesByItsLength) {
     PlayerHarness h;
+    h.insert(makeDisc({2 * 882 + 1}, {{0, 0, 1}}));
+    h.player->seekToFrame(2 * 882, false);
+    EXPECT_EQ(h.populate->pendingCount(), 0U) << "the bound is the end minus one";
+    h.pump();
+    EXPECT_TRUE(h.node().scheduled.empty());
+    // The same bound leaves a single trailing frame unread when playing from the start.
+    h.player->seekToFrame(0, false);
+    h.pump();
+    EXPECT_EQ(h.node().scheduled.size(), 2U);
+    EXPECT_EQ(h.player->currentBufferingPosition(), 2 * 882);
+
     const std::int64_t total = 3 * 882 + 100;
-    h.player->insertDisc(makeDisc({total}, {{0, 0, 1}}));
+    h.insert(makeDisc({total}, {{0, 0, 1}}));
     h.player->seekToFrame(0, false);
     h.pump();
     ASSERT_EQ(h.node().scheduled.size(), 4U);
     EXPECT_EQ(h.node().scheduled.back().buffer->frameLength(), 100U);
-    EXPECT_EQ(h.node().scheduled.back().buffer->frameCapacity(), 882U);
-
     std::vector<std::int64_t> positions;
     h.player->onPositionsChanged = [&](bool, bool, double, std::int64_t frame, auto...) {
         positions.push_back(frame);
     };
     h.player->playPause(); // pause, so that the end is recorded instead of acted upon
-    while (h.node().consumeOne()) {
-    }
+    h.consume();
     EXPECT_EQ(h.player->discFramePosition(), total);
     EXPECT_TRUE(h.player->lastFrameReachedWhilePaused());
     EXPECT_EQ(positions, (std::vector<std::int64_t>{882, 1'764, 2'646}));
 }
 
-TEST(BufferSchedulingTest, FillReadsNothingFromTheLastFrame) {
-    PlayerHarness h;
-    const std::int64_t total = 2 * 882 + 1;
-    h.player->insertDisc(makeDisc({total}, {{0, 0, 1}}));
-    h.player->seekToFrame(total - 1, false);
-    EXPECT_EQ(h.populate->pending.size(), 0U) << "the bound is the end minus one";
-    h.pump();
-    EXPECT_TRUE(h.node().scheduled.empty());
-
-    // The same bound leaves a single trailing frame unread when playing from the start.
-    h.player->seekToFrame(0, false);
-    h.pump();
-    EXPECT_EQ(h.node().scheduled.size(), 2U);
-    EXPECT_EQ(h.player->currentBufferingPosition(), total - 1);
-}
-
 TEST(BufferSchedulingTest, NewBuffersGoInFrontTheOldestAreScheduledFirstAndBothStayAtTheirLimits) {
     PlayerHarness h;
-    h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}}));
+    h.insert(makeDisc({2'000'000}, {{0, 0, 1}}));
     h.player->seekToFrame(1'000, false);
-    ASSERT_EQ(h.populate->drain(), 1);
+    ASSERT_EQ(h.populate->runAll(), 1U);
     EXPECT_EQ(h.player->dequeCount(), AudioDiscPlayer::readAheadLimit);
     const std::int64_t reading = h.player->currentBufferingPosition();
     EXPECT_EQ(reading, 1'000 + 50 * 882);
@@ -94,19 +83,18 @@ TEST(BufferSchedulingTest, NewBuffersGoInFrontTheOldestAreScheduledFirstAndBothS
     EXPECT_EQ(h.player->dequeCount(), AudioDiscPlayer::readAheadLimit);
     ASSERT_EQ(h.node().scheduled.size(), 450U);
     for (std::size_t i = 0; i < h.node().scheduled.size(); ++i)
-        ASSERT_EQ(h.node().scheduled[i].buffer->channelData(0)[0],
-                  frameSample(1'000 + 882 * static_cast<long>(i)))
-            << "buffer " << i;
+        ASSERT_EQ(h.node().scheduled[i].buffer->channelData(0)[0], frameSample(1'000 + 882 * std::int64_t(i)))
+            << i;
     EXPECT_DOUBLE_EQ(h.player->bufferingMeter().level(), 1.0);
     EXPECT_EQ(h.player->currentBufferingPosition(), reading + 450 * 882);
 
     // With a full deque a reading pass reads nothing; each consumed buffer is replaced from it.
     h.player->fill();
-    h.populate->drain();
+    h.populate->runAll();
     EXPECT_EQ(h.player->currentBufferingPosition(), reading + 450 * 882);
     ASSERT_TRUE(h.node().consumeOne());
     EXPECT_EQ(h.player->currentlyScheduledBuffers(), 449);
-    h.scheduler->drain();
+    h.scheduler->runAll();
     EXPECT_EQ(h.player->currentlyScheduledBuffers(), 450);
     EXPECT_EQ(h.player->dequeCount(), 49);
     h.pump();
@@ -116,12 +104,11 @@ TEST(BufferSchedulingTest, NewBuffersGoInFrontTheOldestAreScheduledFirstAndBothS
 
 TEST(BufferSchedulingTest, SeekingWhileBuffersAreScheduledCountsNoFlushedBuffer) {
     PlayerHarness h;
-    h.player->insertDisc(makeDisc({2'000'000}, {{0, 0, 1}, {1'000'000, 1, 1}}));
+    h.insert(makeDisc({2'000'000}, {{0, 0, 1}, {1'000'000, 1, 1}}));
     h.player->seekToFrame(0, false);
     h.consume(10);
     ASSERT_EQ(h.player->discFramePosition(), 8'820);
     const int stops = h.node().stopCount;
-
     h.player->seekToFrame(1'234'567, false);
     EXPECT_EQ(h.node().stopCount, stops + 1);
     EXPECT_EQ(h.player->discFramePosition(), 1'234'567);
@@ -133,54 +120,30 @@ TEST(BufferSchedulingTest, SeekingWhileBuffersAreScheduledCountsNoFlushedBuffer)
     h.consume(3);
     EXPECT_EQ(h.player->discFramePosition(), 1'234'567 + 3 * 882);
     EXPECT_EQ(h.node().heard[0], expectedFrames(1'234'567, 3 * 882))
-        << "the first frame heard is the frame sought";
-}
-
-TEST(BufferSchedulingTest, AResetRewindsEveryFileAndEmptiesThePipeline) {
-    PlayerHarness h;
-    h.player->insertDisc(makeDisc({500'000, 500'000}, {{0, 0, 1}, {500'000, 1, 1}}));
-    h.player->seekToFrame(490'000, false);
-    h.pump();
-    ASSERT_GT(h.player->dequeCount(), 0);
-    h.player->reset();
-    EXPECT_EQ(h.player->dequeCount(), 0);
-    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 0);
-    EXPECT_EQ(h.player->currentBufferingPosition(), 0);
-    EXPECT_TRUE(h.node().scheduled.empty());
-    for (const auto& file : h.player->disc()->data->audioFiles())
-        EXPECT_EQ(file->framePosition(), 0);
-    EXPECT_DOUBLE_EQ(h.player->bufferingMeter().level(), 0.0);
+        << "the first frame heard is the one sought";
 }
 
 TEST(BufferSchedulingTest, AReadErrorIsPrintedAndRetriedFromTheSameFrame) {
     PlayerHarness h;
-    std::vector<std::shared_ptr<std::atomic<bool>>> failing;
-    h.player->insertDisc(makeDisc({200'000, 600'000}, {{0, 0, 1}, {200'000, 1, 1}}, 0, &failing));
+    h.insert(makeDisc({200'000, 600'000}, {{0, 0, 1}, {200'000, 1, 1}}));
     h.player->seekToFrame(100'000, false);
     h.pump();
     const std::int64_t stalledAt = h.player->currentBufferingPosition();
 
     CapturedLog log;
-    failing[0]->store(true);
-    failing[1]->store(true);
+    h.file(0).failing = h.file(1).failing = true;
     h.consume(5);
-    const std::string description = LKOSStatus(-39).errorDescription().value_or(LKOSStatus(-39).what());
-    EXPECT_TRUE(log.contains(description)) << log.text();
+    EXPECT_TRUE(log.contains(LKOSStatus(-39).errorDescription().value_or(LKOSStatus(-39).what())))
+        << log.text();
     EXPECT_EQ(h.player->currentBufferingPosition(), stalledAt) << "nothing was read past the failure";
     EXPECT_EQ(h.player->state(), State::playing);
 
-    failing[0]->store(false);
-    failing[1]->store(false);
+    h.file(0).failing = h.file(1).failing = false;
     h.node().heard.clear();
     const std::int64_t position = h.player->discFramePosition();
     h.consume(600);
-    // 600 buffers, one of them cut short by the end of the first file.
-    const auto expected = expectedFrames(position, 599 * 882 + 334);
-    ASSERT_EQ(h.node().heard[0].size(), expected.size());
-    const auto mismatch = std::mismatch(expected.begin(), expected.end(), h.node().heard[0].begin());
-    EXPECT_EQ(mismatch.first, expected.end())
-        << "no gap and no repeat across the failure; first difference at frame "
-        << position + (mismatch.first - expected.begin());
+    // 600 buffers, one of them cut short by the end of the first file: no gap and no repeat.
+    EXPECT_EQ(h.node().heard[0], expectedFrames(position, 599 * 882 + 334));
 }
 
 TEST(BufferSchedulingTest, BuffersReadBeforeAFailedReadAreScheduledEvenWithNothingPlaying) {
@@ -188,9 +151,8 @@ TEST(BufferSchedulingTest, BuffersReadBeforeAFailedReadAreScheduledEvenWithNothi
     // pass reads those five, then fails: with nothing else scheduled, no consumed buffer will
     // come to move them on, so the failed pass itself has to hand them to the node.
     PlayerHarness h;
-    std::vector<std::shared_ptr<std::atomic<bool>>> failing;
-    h.player->insertDisc(makeDisc({200'000, 600'000}, {{0, 0, 1}, {200'000, 1, 1}}, 0, &failing));
-    failing[1]->store(true);
+    h.insert(makeDisc({200'000, 600'000}, {{0, 0, 1}, {200'000, 1, 1}}));
+    h.file(1).failing = true;
     CapturedLog log;
     h.player->seekToFrame(200'000 - 5 * 882, true);
     h.pump();
@@ -200,10 +162,8 @@ TEST(BufferSchedulingTest, BuffersReadBeforeAFailedReadAreScheduledEvenWithNothi
     EXPECT_EQ(h.player->discFramePosition(), 200'000);
 }
 
-// MARK: - Buffering meter
-
 TEST(BufferingMeterTest, StepsOfATenthOf500BuffersAreLoggedAndTheNewestIsPublishedOnTheMainThread) {
-    const auto mainThread = std::make_shared<DrainedQueue>();
+    const auto mainThread = std::make_shared<ManualMainThreadExecutor>();
     const auto meter = AudioBufferingMeter::create(mainThread);
     std::vector<double> published;
     meter->onDisplayLevelChanged = [&](double level) { published.push_back(level); };
@@ -213,16 +173,15 @@ TEST(BufferingMeterTest, StepsOfATenthOf500BuffersAreLoggedAndTheNewestIsPublish
     for (long tenth = 1; tenth <= 9; ++tenth)
         table.emplace_back(tenth * 50, std::to_string(tenth * 10) + " %");
     for (const auto& [buffers, step] : table) {
-        SCOPED_TRACE(buffers);
         CapturedLog log;
         meter->update(buffers);
-        EXPECT_DOUBLE_EQ(meter->level(), static_cast<double>(buffers) / 500.0);
+        EXPECT_DOUBLE_EQ(meter->level(), static_cast<double>(buffers) / 500.0) << buffers;
         EXPECT_EQ(logEntries(log), step.empty() ? std::vector<std::string>{}
                                                 : std::vector<std::string>{"⦿ Buffering Level: " + step});
     }
     EXPECT_DOUBLE_EQ(meter->discreteLevel(), 0.9);
     EXPECT_EQ(meter->displayLevel(), 0.0) << "published only on the main thread";
-    mainThread->drain();
+    mainThread->runAll();
     EXPECT_DOUBLE_EQ(meter->displayLevel(), 0.9);
     EXPECT_EQ(published, (std::vector<double>{0.9})) << "the gauge settles on the newest step";
 }

@@ -17,10 +17,6 @@ public:
 
 } // namespace
 
-float frameSample(std::int64_t frame) {
-    return static_cast<float>(frame) / 16'777'216.0F;
-}
-
 std::vector<std::string> logEntries(const CapturedLog& log) {
     std::vector<std::string> entries;
     for (const std::string& line : log.lines()) {
@@ -31,62 +27,24 @@ std::vector<std::string> logEntries(const CapturedLog& log) {
 }
 
 AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vector<TestCue>& cues,
-                   std::uint32_t artificialPregap, std::vector<std::shared_ptr<std::atomic<bool>>>* failing,
-                   SampleFunction samples, int channels) {
+                   std::uint32_t artificialPregap, std::optional<float> constant) {
     std::vector<std::unique_ptr<AudioFile>> files;
     std::int64_t base = artificialPregap;
-    for (std::size_t i = 0; i < fileLengths.size(); ++i) {
-        SampleFunction generator = samples;
-        if (!generator) {
-            generator = [base](int channel, std::int64_t frame) {
-                const float value = frameSample(base + frame);
-                return channel == 0 ? value : -value;
-            };
-        }
-        auto file = std::make_unique<MemoryAudioFile>("file" + std::to_string(i) + ".wav", fileLengths[i],
-                                                      std::move(generator), channels);
-        if (failing) {
-            file->failing = std::make_shared<std::atomic<bool>>(false);
-            failing->push_back(file->failing);
-        }
-        base += fileLengths[i];
-        files.push_back(std::move(file));
+    for (const std::int64_t length : fileLengths) {
+        files.push_back(std::make_unique<MemoryAudioFile>(
+            "file" + std::to_string(files.size()) + ".wav", length,
+            [base, constant](int channel, std::int64_t frame) {
+                const float value = constant.value_or(frameSample(base + frame));
+                return channel == 0 || constant ? value : -value;
+            }));
+        base += length;
     }
-    auto data = AudioDiscData::create(std::move(files), artificialPregap);
     std::vector<AudioCue> discCues;
     for (const TestCue& cue : cues)
-        discCues.push_back(
-            {.keyFrame = cue.keyFrame, .trackIndex = cue.trackIndex, .chapter = cue.chapter});
-    return AudioDisc(std::move(data), std::move(discCues), std::nullopt,
-                     AudioDisc::Source::cueSheet(Url::fileURL("/memory/disc.cue")), AudioDiscServices{});
-}
-
-PlayerHarness::PlayerHarness()
-    : PlayerHarness(nullptr) {}
-
-PlayerHarness::PlayerHarness(std::function<std::size_t(std::size_t, std::size_t)> randomIndex) {
-    player =
-        AudioDiscPlayer::create({engine, populate, scheduler, mainThread, defaults, std::move(randomIndex)});
-}
-
-void PlayerHarness::pump() {
-    while (populate->drain() + scheduler->drain() + mainThread->drain() > 0) {
-    }
-}
-
-long PlayerHarness::consume(long buffers) {
-    long consumed = 0;
-    pump();
-    while (consumed < buffers && node().consumeOne()) {
-        ++consumed;
-        pump();
-    }
-    return consumed;
-}
-
-void PlayerHarness::insert(AudioDisc disc) {
-    player->insertDisc(std::move(disc));
-    pump();
+        discCues.push_back({.keyFrame = cue.keyFrame, .trackIndex = cue.trackIndex, .chapter = cue.chapter});
+    return AudioDisc(AudioDiscData::create(std::move(files), artificialPregap), std::move(discCues),
+                     std::nullopt, AudioDisc::Source::cueSheet(Url::fileURL("/memory/disc.cue")),
+                     AudioDiscServices{});
 }
 
 } // namespace lorvan::test

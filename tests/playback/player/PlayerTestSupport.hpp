@@ -1,8 +1,8 @@
 #pragma once
 
 // Deterministic doubles for driving the player on one thread: an engine whose node only
-// records what is scheduled until the test consumes it, serial queues and a main thread that
-// run when drained, and audio files generated in memory.
+// records what is scheduled until the test consumes it, queues that run only when drained, and
+// audio files generated in memory.
 
 #include "core/UserDefaults.hpp"
 #include "disc/AudioDisc.hpp"
@@ -10,11 +10,10 @@
 #include "disc/LKOSStatus.hpp"
 #include "playback/AudioDiscPlayer.hpp"
 #include "playback/AudioEngine.hpp"
-#include "playback/WorkQueue.hpp"
+#include "playback/ManualExecutors.hpp"
 #include "support/TestSupport.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -25,25 +24,15 @@
 
 namespace lorvan::test {
 
-/// Sample generator: (channel, frame within the file) -> sample.
-using SampleFunction = std::function<float(int channel, std::int64_t frame)>;
-
+/// A 16-bit stereo file whose samples are a function of (channel, frame within the file).
 class MemoryAudioFile final : public AudioFile {
 public:
-    MemoryAudioFile(std::string name, std::int64_t length, SampleFunction samples, int channels = 2,
-                    double sampleRate = 44100)
+    MemoryAudioFile(std::string name, std::int64_t length, std::function<float(int, std::int64_t)> samples)
         : url_(Url::fileURL("/memory/" + name))
         , length_(length)
-        , samples_(std::move(samples))
-        , processing_(AudioFormat::processing(sampleRate, channels)) {
-        file_.sampleRate = sampleRate;
-        file_.formatID = AudioFormat::linearPCM;
+        , samples_(std::move(samples)) {
         file_.formatFlags = AudioFormat::isSignedInteger | AudioFormat::isPacked;
-        file_.channelsPerFrame = channels;
         file_.bitsPerChannel = 16;
-        file_.framesPerPacket = 1;
-        file_.bytesPerFrame = 2 * channels;
-        file_.bytesPerPacket = 2 * channels;
     }
 
     [[nodiscard]] const Url& url() const override { return url_; }
@@ -57,36 +46,32 @@ public:
         position_ = std::clamp<std::int64_t>(frame, 0, length_);
     }
     void read(PCMBuffer& buffer, std::uint32_t frameCount) override {
-        if (failing && failing->load()) throw LKOSStatus(-39);
-        const auto frames = static_cast<std::uint32_t>(std::min<std::int64_t>(
-            {static_cast<std::int64_t>(frameCount), buffer.frameCapacity(), length_ - position_}));
+        if (failing) throw LKOSStatus(-39); // as a truncated file does
+        const auto frames = std::min<std::int64_t>({frameCount, buffer.frameCapacity(), length_ - position_});
         for (int channel = 0; channel < buffer.channelCount(); ++channel)
-            for (std::uint32_t i = 0; i < frames; ++i)
+            for (std::int64_t i = 0; i < frames; ++i)
                 buffer.channelData(channel)[i] = samples_(channel, position_ + i);
-        buffer.setFrameLength(frames);
+        buffer.setFrameLength(static_cast<std::uint32_t>(frames));
         position_ += frames;
     }
 
-    /// When set and true, reads fail as a truncated file would.
-    std::shared_ptr<std::atomic<bool>> failing;
+    bool failing = false;
 
 private:
     Url url_;
     std::int64_t length_;
-    SampleFunction samples_;
-    AudioFormat file_;
-    AudioFormat processing_;
+    std::function<float(int, std::int64_t)> samples_;
+    AudioFormat file_ = AudioFormat::processing(44100, 2);
+    AudioFormat processing_ = AudioFormat::processing(44100, 2);
     std::int64_t position_ = 0;
 };
 
 /// Records scheduled buffers; the test decides when each is consumed.
-class FakePlayerNode final : public AudioPlayerNode {
-public:
+struct FakePlayerNode final : AudioPlayerNode {
     struct Scheduled {
         std::shared_ptr<const PCMBuffer> buffer;
         DataConsumedHandler handler;
     };
-
     void scheduleBuffer(std::shared_ptr<const PCMBuffer> buffer, DataConsumedHandler dataConsumed) override {
         scheduled.push_back({std::move(buffer), std::move(dataConsumed)});
     }
@@ -95,26 +80,23 @@ public:
     void stop() override {
         playing = false;
         ++stopCount;
-        auto flushed = std::move(scheduled);
-        scheduled.clear();
-        for (auto& item : flushed)
+        for (auto flushed = std::exchange(scheduled, {}); auto& item : flushed)
             item.handler();
     }
     [[nodiscard]] bool isPlaying() const override { return playing; }
     [[nodiscard]] float volume() const override { return gain; }
     void setVolume(float volume) override { gain = volume; }
 
-    /// Consumes the oldest scheduled buffer as the engine would after rendering it; appends its
-    /// samples to `heard`. False when nothing is scheduled.
+    /// Consumes the oldest scheduled buffer as the engine does once it has rendered it, appending
+    /// its samples to `heard`. False when nothing is scheduled.
     bool consumeOne() {
         if (scheduled.empty()) return false;
-        Scheduled item = std::move(scheduled.front());
+        const Scheduled item = std::move(scheduled.front());
         scheduled.pop_front();
-        const PCMBuffer& buffer = *item.buffer;
-        heard.resize(std::max(heard.size(), static_cast<std::size_t>(buffer.channelCount())));
-        for (int channel = 0; channel < buffer.channelCount(); ++channel)
-            heard[channel].insert(heard[channel].end(), buffer.channelData(channel),
-                                  buffer.channelData(channel) + buffer.frameLength());
+        heard.resize(static_cast<std::size_t>(item.buffer->channelCount()));
+        for (int channel = 0; channel < item.buffer->channelCount(); ++channel)
+            heard[channel].insert(heard[channel].end(), item.buffer->channelData(channel),
+                                  item.buffer->channelData(channel) + item.buffer->frameLength());
         item.handler();
         return true;
     }
@@ -126,16 +108,11 @@ public:
     float gain = 1.0F;
 };
 
-struct FakeVarispeed final : AudioVarispeed {
+struct FakeEngine final : AudioEngine, AudioVarispeed {
+    [[nodiscard]] AudioPlayerNode& playerNode() override { return node; }
+    [[nodiscard]] AudioVarispeed& varispeed() override { return *this; }
     [[nodiscard]] float rate() const override { return speed; }
     void setRate(float rate) override { speed = rate; }
-    float speed = 1.0F;
-};
-
-class FakeEngine final : public AudioEngine {
-public:
-    [[nodiscard]] AudioPlayerNode& playerNode() override { return node; }
-    [[nodiscard]] AudioVarispeed& varispeed() override { return varispeed_; }
     void connect(const AudioFormat& format) override { connectedFormat = format; }
     void start() override {
         if (failStart) throw AudioEngineError(AudioEngineError::Kind::outputUnavailable, "no device");
@@ -145,34 +122,10 @@ public:
     [[nodiscard]] bool isRunning() const override { return running; }
 
     FakePlayerNode node;
-    FakeVarispeed varispeed_;
+    float speed = 1.0F;
     std::optional<AudioFormat> connectedFormat;
     bool running = false;
     bool failStart = false;
-};
-
-/// Runs its work only when drained; `sync` drains first, as a real queue would finish the
-/// work submitted before.
-class DrainedQueue final : public SerialQueue, public MainThreadExecutor {
-public:
-    void async(std::function<void()> work) override { pending.push_back(std::move(work)); }
-    void post(std::function<void()> work) override { pending.push_back(std::move(work)); }
-    void sync(std::function<void()> work) override {
-        drain();
-        work();
-    }
-    /// Runs work, including work it queues, until none is left; returns how many ran.
-    int drain() {
-        int count = 0;
-        while (!pending.empty()) {
-            auto work = std::move(pending.front());
-            pending.pop_front();
-            work();
-            ++count;
-        }
-        return count;
-    }
-    std::deque<std::function<void()>> pending;
 };
 
 struct TestCue {
@@ -181,39 +134,53 @@ struct TestCue {
     long chapter;
 };
 
-/// A disc of in-memory files whose samples are their absolute disc frame (left) and its
-/// negative (right), scaled into -1...1, so that every heard sample names the frame it came from.
-AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vector<TestCue>& cues,
-                   std::uint32_t artificialPregap = 0,
-                   std::vector<std::shared_ptr<std::atomic<bool>>>* failing = nullptr,
-                   SampleFunction samples = {}, int channels = 2);
-
 /// The sample value `makeDisc` gives disc frame `frame` on the left channel.
-[[nodiscard]] float frameSample(std::int64_t frame);
+[[nodiscard]] inline float frameSample(std::int64_t frame) {
+    return static_cast<float>(frame) / 16'777'216.0F;
+}
+
+/// A disc of in-memory files whose samples are their absolute disc frame (left) and its
+/// negative (right), scaled into -1...1, so that every heard sample names the frame it came
+/// from; or, given `constant`, that value throughout.
+AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vector<TestCue>& cues,
+                   std::uint32_t artificialPregap = 0, std::optional<float> constant = {});
 
 /// Each line logged as "context label: value", whatever fills the space between label and value.
 [[nodiscard]] std::vector<std::string> logEntries(const CapturedLog& log);
 
 /// A player wired to the doubles above.
 struct PlayerHarness {
-    PlayerHarness();
-    explicit PlayerHarness(std::function<std::size_t(std::size_t, std::size_t)> randomIndex);
+    explicit PlayerHarness(std::function<std::size_t(std::size_t, std::size_t)> randomIndex = {})
+        : player(AudioDiscPlayer::create(
+              {engine, populate, scheduler, mainThread, defaults, std::move(randomIndex)})) {}
 
     /// Drains reader, scheduler and main thread until nothing is left to run.
-    void pump();
-    /// Inserts `disc` and lets everything the insert queued run.
-    void insert(AudioDisc disc);
-    /// Consumes up to `buffers` buffers (all there are by default), pumping after each; returns
-    /// how many were consumed.
-    long consume(long buffers = 1'000'000);
+    void pump() {
+        while (populate->runAll() + scheduler->runAll() + mainThread->runAll() > 0) {
+        }
+    }
+    void insert(AudioDisc disc) {
+        player->insertDisc(std::move(disc));
+        pump();
+    }
+    /// Consumes up to `buffers` buffers, pumping after each; returns how many were consumed.
+    long consume(long buffers = 1'000'000) {
+        long consumed = 0;
+        for (pump(); consumed < buffers && node().consumeOne(); pump())
+            ++consumed;
+        return consumed;
+    }
+    FakePlayerNode& node() { return engine->node; }
+    MemoryAudioFile& file(std::size_t index) {
+        return dynamic_cast<MemoryAudioFile&>(*player->disc()->data->audioFiles().at(index));
+    }
 
     std::shared_ptr<FakeEngine> engine = std::make_shared<FakeEngine>();
-    std::shared_ptr<DrainedQueue> populate = std::make_shared<DrainedQueue>();
-    std::shared_ptr<DrainedQueue> scheduler = std::make_shared<DrainedQueue>();
-    std::shared_ptr<DrainedQueue> mainThread = std::make_shared<DrainedQueue>();
+    std::shared_ptr<ManualSerialQueue> populate = std::make_shared<ManualSerialQueue>();
+    std::shared_ptr<ManualSerialQueue> scheduler = std::make_shared<ManualSerialQueue>();
+    std::shared_ptr<ManualMainThreadExecutor> mainThread = std::make_shared<ManualMainThreadExecutor>();
     std::shared_ptr<InMemoryUserDefaults> defaults = std::make_shared<InMemoryUserDefaults>();
     std::shared_ptr<AudioDiscPlayer> player;
-    FakePlayerNode& node() { return engine->node; }
 };
 
 } // namespace lorvan::test

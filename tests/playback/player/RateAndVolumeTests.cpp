@@ -30,10 +30,10 @@ TEST_F(RateAndVolumeTest, OutOfRangeRatesAndVolumesAreClampedWithTheirWarnings) 
     player().setPlaybackRate(5.0F);
     player().increaseSpeed();
     EXPECT_FLOAT_EQ(player().playbackRate(), 4.0F);
-    player().setVolume(-0.1F);
-    EXPECT_FLOAT_EQ(player().volume(), 0.0F);
-    player().setVolume(1.2F);
-    EXPECT_FLOAT_EQ(player().volume(), 1.0F);
+    for (const auto& [requested, volume] : {std::pair{-0.1F, 0.0F}, std::pair{1.2F, 1.0F}}) {
+        player().setVolume(requested);
+        EXPECT_FLOAT_EQ(player().volume(), volume);
+    }
     EXPECT_EQ(rates, (std::vector<float>{0.25F, 0.25F, 4.0F, 4.0F})) << "the clamped rates are reported";
     // The rate warnings' wording is the one users have always seen, missing "be" included.
     const std::string range = " for playback rate. It must between 0.25 and 4.0.";
@@ -47,28 +47,20 @@ TEST_F(RateAndVolumeTest, OutOfRangeRatesAndVolumesAreClampedWithTheirWarnings) 
 }
 
 TEST_F(RateAndVolumeTest, StepsOfFiveHundredthsAndNewBeatFollowTheRequestedRate) {
-    player().toggleBeat();
-    EXPECT_FLOAT_EQ(player().playbackRate(), 0.8F);
-    EXPECT_TRUE(player().newBeatMode());
-    player().increaseSpeed();
-    EXPECT_FLOAT_EQ(player().playbackRate(), 0.85F);
-    EXPECT_FALSE(player().newBeatMode());
-    player().decreaseSpeed();
-    EXPECT_EQ(player().playbackRate(), 0.8F) << "exactly the New Beat rate again";
-    EXPECT_TRUE(player().newBeatMode());
-    player().toggleBeat();
-    EXPECT_FLOAT_EQ(player().playbackRate(), 1.0F);
+    // Each step's rate is reported; New Beat follows the rate, exactly 0.8 again after a step back.
+    for (const auto step : {&AudioDiscPlayer::toggleBeat, &AudioDiscPlayer::increaseSpeed,
+                            &AudioDiscPlayer::decreaseSpeed, &AudioDiscPlayer::toggleBeat})
+        (player().*step)();
     EXPECT_EQ(newBeat, (std::vector<bool>{true, false, true, false}));
 
     player().setPlaybackRate(1.5F);
     player().toggleBeat();
     EXPECT_FLOAT_EQ(player().playbackRate(), 0.8F) << "New Beat from any rate, not back to the previous one";
     player().resetSpeed();
-    EXPECT_FLOAT_EQ(player().playbackRate(), 1.0F);
-    const auto count = rates.size();
     player().resetSpeed();
     player().setPlaybackRate(1.0F);
-    EXPECT_EQ(rates.size(), count) << "the current rate again fires nothing";
+    EXPECT_EQ(rates, (std::vector<float>{0.8F, 0.85F, 0.8F, 1.0F, 1.5F, 0.8F, 1.0F}))
+        << "the current rate again fires nothing";
 }
 
 TEST_F(RateAndVolumeTest, TurningTheRateControlsOffOrInsertingADiscReturnsToNormalSpeed) {
@@ -141,7 +133,7 @@ TEST_F(RateAndVolumeTest, VolumeStepsAndUnmutingRestoresFullVolume) {
 }
 
 TEST_F(RateAndVolumeTest, FlushedBuffersShowFullVolumeAndSilentMeters) {
-    h.insert(makeDisc({500'000}, {{0, 0, 1}}, 0, nullptr, [](int, std::int64_t) { return 1.0F; }));
+    h.insert(makeDisc({500'000}, {{0, 0, 1}}, 0, 1.0F));
     player().setAmplifierIsActive(true);
     player().setVolume(0.5F);
     player().play();
@@ -166,18 +158,19 @@ PCMBuffer buffer(int channels, std::uint32_t frames, const std::vector<float>& p
 
 class AmplifierTest : public ::testing::Test {
 protected:
-    std::shared_ptr<DrainedQueue> mainThread = std::make_shared<DrainedQueue>();
+    std::shared_ptr<ManualMainThreadExecutor> mainThread = std::make_shared<ManualMainThreadExecutor>();
     std::shared_ptr<AudioAmplifier> amplifier = AudioAmplifier::create(mainThread);
 };
 
 TEST_F(AmplifierTest, PeaksAreAbsoluteOverTheValidFramesAndMonoFeedsBothSides) {
     EXPECT_EQ(AudioAmplifier::peaks(buffer(2, 10, {-0.7F, 0.25F})), (std::pair<double, double>{0.7F, 0.25}));
     EXPECT_EQ(AudioAmplifier::peaks(buffer(1, 10, {-0.6F})), (std::pair<double, double>{0.6F, 0.6F}));
-    PCMBuffer tail(AudioFormat::processing(44100, 2), 10);
+    PCMBuffer tail = buffer(2, 10, {0.0F, 0.0F});
     tail.channelData(0)[9] = 1.0F;
-    EXPECT_EQ(AudioAmplifier::peaks(tail).first, 0.0) << "no frames, no level";
-    tail.setFrameLength(9);
-    EXPECT_EQ(AudioAmplifier::peaks(tail).first, 0.0) << "only the valid frames count";
+    for (const std::uint32_t valid : {0U, 9U}) {
+        tail.setFrameLength(valid);
+        EXPECT_EQ(AudioAmplifier::peaks(tail).first, 0.0) << "only the valid frames count";
+    }
 }
 
 TEST_F(AmplifierTest, LevelsArePublishedEverySecondBufferInTwentiethsScaledByTheVolume) {
@@ -199,10 +192,10 @@ TEST_F(AmplifierTest, LevelsArePublishedEverySecondBufferInTwentiethsScaledByThe
         const auto channels = static_cast<int>(refresh.first.size());
         const auto published = left.size();
         amplifier->measure(buffer(channels, 100, refresh.first), refresh.volume);
-        mainThread->drain();
+        mainThread->runAll();
         EXPECT_EQ(left.size(), published) << "one buffer is not a refresh";
         amplifier->measure(buffer(channels, 100, refresh.second), refresh.volume);
-        mainThread->drain();
+        mainThread->runAll();
         EXPECT_EQ(left, refresh.left);
         EXPECT_EQ(right, refresh.right);
     }
@@ -212,20 +205,20 @@ TEST_F(AmplifierTest, ResetsZeroTheMetersAndPublishOnlyWhatChanged) {
     int publications = 0;
     amplifier->onUiLeftChannelAudioLevelChanged = [&](double) { ++publications; };
     amplifier->reset(false, true);
-    EXPECT_TRUE(mainThread->pending.empty()) << "nothing to publish when already at 0";
+    EXPECT_TRUE(mainThread->pendingCount() == 0) << "nothing to publish when already at 0";
 
     amplifier->measure(buffer(2, 10, {0.8F, 0.8F}), 1.0F);
     amplifier->reset(false, true);
     amplifier->measure(buffer(2, 10, {0.8F, 0.8F}), 1.0F);
-    mainThread->drain();
+    mainThread->runAll();
     EXPECT_EQ(publications, 0) << "the reset also dropped the half-counted refresh";
 
     amplifier->measure(buffer(2, 10, {0.8F, 0.8F}), 1.0F);
-    mainThread->drain();
+    mainThread->runAll();
     EXPECT_EQ(publications, 1);
     amplifier->setPlaybackVolume(0.4F);
     amplifier->reset(true, true);
-    mainThread->drain();
+    mainThread->runAll();
     EXPECT_EQ(publications, 2);
     EXPECT_EQ(amplifier->uiLeftChannelAudioLevel(), 0.0);
     EXPECT_FLOAT_EQ(amplifier->uiPlaybackVolume(), 1.0F);
