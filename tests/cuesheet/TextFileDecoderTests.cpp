@@ -70,15 +70,6 @@ TEST(TextFileDecoder, BrokenUtf16FallsThroughToLatin1) {
     EXPECT_EQ(decoded.text, std::string("ÿþ\0Ø" "A\0", 9));
 }
 
-TEST(TextFileDecoder, RefusesOtherUrlsWithoutReadingOrLogging) {
-    test::CapturedLog log;
-    const auto error = test::thrown<TextFileDecoderError>(
-        [] { (void)TextFileDecoder::decode(*Url::parse("https://example.org/a.cue")); });
-    EXPECT_EQ(error.kind(), TextFileDecoderError::Kind::notAFileURL);
-    EXPECT_EQ(error.errorDescription(), "The URL provided does not point to a file");
-    EXPECT_EQ(log.text(), "");
-}
-
 TEST(TextFileDecoder, AnUnreadableFileFailsEverySevenEncodings) {
     test::TemporaryDirectory directory;
     test::CapturedLog log;
