@@ -145,13 +145,11 @@ TEST(Timecode, ClampFlagsLimitOnlyTheirOwnSteps) {
         // and a positive value written directly is brought back by the next step.
         {true, -10, [](Timecode& t) { t.add(20, Unit::frame); }, 0},
         {true, -10, [](Timecode& t) { t.add(10, Unit::frame); }, 0},
-        {true, -1, increment, 0},
-        {true, -2, increment, -1},
+        {true, -1, increment, 0},   {true, -2, increment, -1},
         {true, -10, [](Timecode& t) { t.subtract(5, Unit::frame); }, -15},
-        {true, -15, decrement, -16},
+        {true, -15, decrement, -16}, {true, 5, decrement, 0},
         {true, -10, [](Timecode& t) { t.add(9, 0, 0, 0, 0); }, -1},
         {true, -1, [](Timecode& t) { t.add(1, 0, 0, 0, 0); }, 0},
-        {true, 5, decrement, 0},
         // Component subtraction sees the value negated to +10, which the clamp turns into 0.
         {true, -10, [](Timecode& t) { t.subtract(5, 0, 0, 0, 0); }, 0},
         {true, -10, [](Timecode& t) { t.subtract(0, 0, 0, 0, 0); }, 0},
@@ -240,11 +238,10 @@ TEST(Timecode, ReplaceComponentsRewritesOnlyValidNonZeroFields) {
     timecode.replaceComponents(74, 59, 59, 23, 364);
     EXPECT_EQ(timecode.position(), Timecode(74, 59, 59, 23, 364, 75).position());
 
-    Timecode negative(-150, 75);
+    // The sign stays; a countdown at zero counts as negative.
+    Timecode negative(-150, 75), countdown(0, 75);
     negative.replaceComponents(0, 5, 0, 0, 0);
     EXPECT_EQ(negative.position(), -375);
-
-    Timecode countdown(0, 75);
     countdown.setIsOnlyNegative(true);
     countdown.replaceComponents(0, 3, 0, 0, 0);
     EXPECT_EQ(countdown.position(), -225);
