@@ -90,12 +90,6 @@ TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {
 
 class BadInput : public ::testing::Test {
 protected:
-    fs::path flac(const std::string& name, std::int64_t frames, int bits = 16) {
-        const auto path = directory.path() / name;
-        platform::writeAudioFile(path, platform::AudioFileEncoding::flac, 44100, 2, bits,
-                                 test::testSignal(frames, 2, bits, 3));
-        return path;
-    }
     fs::path sheetFor(const std::vector<std::string>& files) {
         std::string text;
         for (std::size_t i = 0; i < files.size(); ++i)
@@ -129,8 +123,9 @@ TEST_F(BadInput, filesThatAreNotAudioOrDoNotMatch) {
     EXPECT_EQ(text["type"], "LKOSStatus");
     EXPECT_EQ(text["value"], "text.flac");
 
-    flac("a.flac", 588 * 100);
-    flac("b.flac", 588 * 100, 24);
+    for (const auto& [name, bits] : {std::pair{"a.flac", 16}, {"b.flac", 24}})
+        platform::writeAudioFile(directory.path() / name, platform::AudioFileEncoding::flac, 44100, 2, bits,
+                                 test::testSignal(588 * 100, 2, bits, 3));
     const auto mixed = refusal("info " + quoted(sheetFor({"a.flac", "b.flac"})));
     EXPECT_EQ(mixed["type"], "AudioDiscDataError");
     EXPECT_EQ(mixed["kind"], "inconsistentAudioFormat");
