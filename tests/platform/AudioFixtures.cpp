@@ -61,13 +61,10 @@ void writeWave(const std::filesystem::path& path, int sampleRate, int channels, 
     std::string out = "RIFF";
     put(out, 36 + dataSize, 4, false);
     out += "WAVEfmt ";
-    put(out, 16, 4, false);
-    put(out, 1, 2, false);
-    put(out, static_cast<std::uint64_t>(channels), 2, false);
-    put(out, static_cast<std::uint64_t>(sampleRate), 4, false);
-    put(out, static_cast<std::uint64_t>(sampleRate * channels * bits / 8), 4, false);
-    put(out, static_cast<std::uint64_t>(channels * bits / 8), 2, false);
-    put(out, static_cast<std::uint64_t>(bits), 2, false);
+    // Chunk size, integer PCM, channels, rate, bytes per second, bytes per frame, bits.
+    for (const auto& [value, bytes] : {std::pair<int, int>{16, 4}, {1, 2}, {channels, 2}, {sampleRate, 4},
+                                      {sampleRate * channels * bits / 8, 4}, {channels * bits / 8, 2}, {bits, 2}})
+        put(out, static_cast<std::uint64_t>(value), bytes, false);
     out += "data";
     put(out, dataSize, 4, false);
     putSamples(out, interleaved, bits, false);

@@ -93,28 +93,6 @@ INSTANTIATE_TEST_SUITE_P(Containers, LosslessRoundTrip,
                                            LosslessCase{"m4a", LKAudioFileType::m4a, 16, 2, 44100}),
                          [](const auto& row) { return row.param.extension + std::to_string(row.param.bits); });
 
-TEST(FFmpegAudioFile, formatsStateTheContainersDescription) {
-    TemporaryDirectory directory;
-    const auto samples = test::testSignal(1000, 2, 16, 1);
-    test::writeWave(directory.path() / "a.wav", 44100, 2, 16, samples);
-    writeAudioFile(directory.path() / "a.flac", AudioFileEncoding::flac, 44100, 2, 16, samples);
-    writeAudioFile(directory.path() / "b.flac", AudioFileEncoding::flac, 44100, 2, 24,
-                   test::testSignal(1000, 2, 24, 1));
-    const auto format = [&](const char* name) {
-        return openFFmpegAudioFile(Url::fileURL(directory.path() / name))->fileFormat();
-    };
-    const AudioFormat wave = format("a.wav"), flac16 = format("a.flac"), flac24 = format("b.flac");
-    EXPECT_EQ(wave.formatID, fourCC("lpcm"));
-    EXPECT_EQ(wave.bitsPerChannel, 16);
-    EXPECT_EQ(wave.bytesPerFrame, 4);
-    EXPECT_EQ(wave.formatFlags, AudioFormat::isSignedInteger | AudioFormat::isPacked);
-    EXPECT_EQ(flac16.formatID, fourCC("flac"));
-    EXPECT_EQ(flac16.bitsPerChannel, 0);
-    // The source depth is part of a lossless format, so the two files never form one disc.
-    EXPECT_NE(flac16, flac24);
-    EXPECT_NE(wave, flac16);
-}
-
 // Random seeks must land on the exact frame: compare against one sequential decode.
 TEST(FFmpegAudioFile, seeksLandOnTheExactFrame) {
     TemporaryDirectory directory;
