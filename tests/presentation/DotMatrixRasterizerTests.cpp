@@ -62,11 +62,9 @@ TEST_F(SmallFont, SetsAGlyphAtTheLeftOfItsNineDotCell) {
     EXPECT_EQ(m.characterCount, 1);
     EXPECT_EQ(m.cellCount, 1);
     const auto rows = picture(m);
-    EXPECT_EQ(rows[3], ".........");
-    EXPECT_EQ(rows[4], "...##....");
-    EXPECT_EQ(rows[5], "..#..#...");
-    EXPECT_EQ(rows[9], ".######..");
-    EXPECT_EQ(rows[15], ".........");
+    for (const auto& [row, dots] : {std::pair{3, "........."}, {4, "...##...."}, {5, "..#..#..."},
+                                    {9, ".######.."}, {15, "........."}})
+        EXPECT_EQ(rows[row], dots) << row;
 
     const DotMatrix two = rasterizer.rasterize("AA");
     EXPECT_EQ(two.width, 18);
@@ -87,9 +85,8 @@ TEST_F(SmallFont, DrawsCombiningMarksOverTheirBase) {
     EXPECT_EQ(m.characterCount, 1);
     EXPECT_EQ(m.cellCount, 1);
     const auto rows = picture(m);
-    EXPECT_EQ(rows[0], "....##...");
-    EXPECT_EQ(rows[1], "..##.....");
-    EXPECT_EQ(rows[9], ".######..");
+    for (const auto& [row, dots] : {std::pair{0, "....##..."}, {1, "..##....."}, {9, ".######.."}})
+        EXPECT_EQ(rows[row], dots) << row;
     EXPECT_EQ(litCount(m), litCount(rasterizer.rasterize("e")) + 4);
 
     // A mark with nothing before it still gets a cell of its own.
@@ -120,9 +117,7 @@ TEST_F(SmallFont, ShowsMissingGlyphsAsReplacementAndHidesInvisibles) {
     EXPECT_EQ(litCount(tabbed), 2 * litCount(rasterizer.rasterize("A")));
 
     const DotMatrix empty = rasterizer.rasterize("");
-    EXPECT_EQ(empty.width, 0);
-    EXPECT_EQ(empty.characterCount, 0);
-    EXPECT_TRUE(empty.dots.empty());
+    EXPECT_TRUE(empty.width == 0 && empty.characterCount == 0 && empty.dots.empty());
 }
 
 TEST(UnifontGlyphs, RefusesMissingAndMalformedFilesWithAClearError) {
@@ -160,9 +155,7 @@ TEST(DotMatrixRasterizer, SetsTextInTheInstalledUnifont) {
     const DotMatrixRasterizer rasterizer(UnifontGlyphs::shared(), DisplayFont::defaultFont());
     EXPECT_GT(UnifontGlyphs::shared().size(), 50000u);
 
-    const DotMatrix a = rasterizer.rasterize("A");
-    EXPECT_EQ(picture(a)[5], "..#..#...");
-    EXPECT_EQ(picture(a)[9], ".######..");
+    EXPECT_EQ(picture(rasterizer.rasterize("A"))[9], ".######..");
 
     // Accents, decomposed accents, CJK and an emoji outside the font's plane.
     const DotMatrix title = rasterizer.rasterize("Caf\u00E9 e\u0301 \u6771\u4EAC \U0001F3B5");
@@ -170,9 +163,6 @@ TEST(DotMatrixRasterizer, SetsTextInTheInstalledUnifont) {
     EXPECT_EQ(title.cellCount, 13);
     EXPECT_EQ(title.width, 13 * 9);
     EXPECT_EQ(title.height, 16);
-
-    const DotMatrix cjk = rasterizer.rasterize("\u6771");
-    EXPECT_EQ(picture(cjk)[2], ".###############..");
 }
 
 } // namespace
