@@ -11,14 +11,10 @@ namespace {
 
 using testing::HasSubstr;
 
-/// Runs lorvan-cli with `arguments` (already shell-quoted), standard error discarded.
-test::ProcessRun cli(const std::string& arguments) {
-    return test::runProcess(LORVAN_CLI, arguments);
-}
+const auto quoted = test::shellQuoted;
 
-std::string quoted(const std::filesystem::path& path) {
-    return test::shellQuoted(path);
-}
+/// Runs lorvan-cli with `arguments` (already shell-quoted), standard error discarded.
+test::ProcessRun cli(const std::string& arguments) { return test::runProcess(LORVAN_CLI, arguments); }
 
 TEST(CueCommand, PrintsTheLogAndTablesOfTheDemoSheet) {
     const auto run = cli("cue " + quoted(std::filesystem::path(LORVAN_DEMO_DIR) / "Lorvan Demo.cue"));
@@ -66,12 +62,10 @@ TEST(CueCommand, RefusalsExitWithOneAndDescribeTheError) {
 }
 
 TEST(CueCommand, UnreadableInputsAndUsageErrors) {
+    // The JSON of a missing file is the info command's to check.
     test::TemporaryDirectory directory;
     EXPECT_EQ(cli("cue " + quoted(directory.path() / "missing.cue")).status, 1);
     EXPECT_EQ(cli("cue " + quoted(directory.path())).status, 1);
-    const auto json =
-        nlohmann::json::parse(cli("cue " + quoted(directory.path() / "missing.cue") + " --json").out);
-    EXPECT_EQ(json["error"]["kind"], "fileNotFound");
     EXPECT_EQ(cli("cue").status, 2);
     EXPECT_EQ(cli("cue a.cue --no-such-option").status, 2);
     EXPECT_EQ(cli("").status, 2);

@@ -109,13 +109,9 @@ TEST_F(TerminalStatus, ScreenShowsThePregapAsNegativeTimeAndTheDiscWithItsCues) 
     pump();
     const std::string screen = statusScreen(*player, {"⦿ a log line"}, 80);
     EXPECT_THAT(screen, HasSubstr("▶ Playing   Track 02  Index 00   -00:01.00  (track elapsed)"));
-    EXPECT_THAT(screen, HasSubstr("A Minor Walk — Lorvan Strings"));
-    EXPECT_THAT(screen, HasSubstr("|"));
     EXPECT_THAT(screen, HasSubstr("●"));
     EXPECT_THAT(screen, HasSubstr("Rate 1.00x   Volume 100 % (amplifier off)   Repeat none   Shuffle off"));
     EXPECT_THAT(screen, HasSubstr("⦿ a log line"));
-
-    EXPECT_EQ(timeText(-44100, 44100), "-00:01.00");
     EXPECT_EQ(timeText(44100 * 61 + 441, 44100), " 01:01.01");
     EXPECT_EQ(timeText(0, 0), " 00:00.00") << "no rate: no division by zero";
 }

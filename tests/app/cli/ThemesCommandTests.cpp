@@ -1,10 +1,10 @@
 #include "support/TestSupport.hpp"
 
 #include <QImage>
+#include <algorithm>
 #include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sstream>
 
 namespace lorvan {
 namespace {
@@ -21,17 +21,13 @@ test::ProcessRun cli(const std::filesystem::path& configHome, const std::string&
 
 TEST(ThemesCommand, ListsTheThemesInOrderAndMarksTheSelectedOne) {
     const test::TemporaryDirectory home;
+    // The order is the themes' own, checked with them; here the listing's layout and mark.
     const auto listed = cli(home.path(), "themes");
     EXPECT_EQ(listed.status, 0);
-    std::istringstream lines(listed.out);
-    std::vector<std::string> names;
-    for (std::string line; std::getline(lines, line);)
-        names.push_back(line);
-    ASSERT_EQ(names.size(), 28u);
-    EXPECT_EQ(names.front(), "  Amber");
-    EXPECT_EQ(names[3], "  Apple ][");
-    EXPECT_EQ(names[23], "* VHS") << "nothing stored: VHS";
-    EXPECT_EQ(names.back(), "  Winamp");
+    EXPECT_EQ(std::count(listed.out.begin(), listed.out.end(), '\n'), 28);
+    EXPECT_TRUE(listed.out.starts_with("  Amber\n")) << listed.out;
+    EXPECT_THAT(listed.out, HasSubstr("\n  Apple ][\n"));
+    EXPECT_THAT(listed.out, HasSubstr("\n* VHS\n")) << "nothing stored: VHS";
 
     EXPECT_EQ(cli(home.path(), "themes --select 'LCD Newton'").status, 0);
     const auto after = cli(home.path(), "themes");
@@ -44,12 +40,11 @@ TEST(ThemesCommand, ListsTheThemesInOrderAndMarksTheSelectedOne) {
 TEST(ThemesCommand, RefusesAnUnknownNameAndListsTheKnownOnes) {
     const test::TemporaryDirectory home;
     EXPECT_EQ(cli(home.path(), "themes --select 'Apple ]['").status, 0);
-    for (const char* name : {"'lcd newton'", "Nope", "''"}) {
-        const auto run = cli(home.path(), std::string("themes --select ") + name);
-        EXPECT_EQ(run.status, 1) << name;
-        EXPECT_THAT(run.out, HasSubstr("The themes are: \"Amber\", \"Amplifier\"")) << name;
-        EXPECT_THAT(run.out, HasSubstr("\"Winamp\".")) << name;
-    }
+    // Which names match is the themes' own business; here what a refusal prints.
+    const auto run = cli(home.path(), "themes --select 'lcd newton'");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("The themes are: \"Amber\", \"Amplifier\""));
+    EXPECT_THAT(run.out, HasSubstr("\"Winamp\"."));
     EXPECT_THAT(cli(home.path(), "themes").out, HasSubstr("* Apple ][\n")) << "a refusal changes nothing";
     EXPECT_EQ(cli(home.path(), "themes --select").status, 2);
 }
@@ -65,8 +60,7 @@ TEST(ThemesCommand, WritesOnePreviewPerTheme) {
         EXPECT_EQ(entry.path().extension(), ".png");
     }
     EXPECT_EQ(count, 28u);
-    const QImage vhs(QString::fromStdString((folder / "VHS.png").string()));
-    EXPECT_EQ(vhs.size(), QSize(1200, 548));
+    EXPECT_EQ(QImage(QString::fromStdString((folder / "VHS.png").string())).size(), QSize(1200, 548));
     EXPECT_FALSE(QImage(QString::fromStdString((folder / "Flynn (from PCalc).png").string())).isNull());
 
     const auto blocked = home.write("file", "not a folder");

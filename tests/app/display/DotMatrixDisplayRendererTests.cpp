@@ -9,6 +9,15 @@
 namespace lorvan {
 namespace {
 
+template <typename Set> DisplayState stateWith(Set set) {
+    DisplayState state;
+    set(state);
+    return state;
+}
+DisplayState titled(std::string title) {
+    return stateWith([&](DisplayState& s) { s.title = std::move(title); });
+}
+
 class DisplayRenderer : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -57,28 +66,17 @@ TEST_F(DisplayRenderer, DrawsAtTheRequestedSizeAndScale) {
     EXPECT_EQ(layout.rows, 182);
     EXPECT_EQ(renderer.render({}, themeOf(LCBuiltInTheme::vhs), 1).size(), QSize(1200, 548));
 
-    DisplayGeometry small;
-    small.width = 301;
-    small.height = 100;
-    small.scale = 1;
+    const DisplayGeometry small{.width = 301, .height = 100, .scale = 1};
     EXPECT_EQ(renderer.render({}, themeOf(LCBuiltInTheme::vhs), 1, small).size(), QSize(301, 100));
     EXPECT_EQ(DotMatrixDisplayRenderer::layout(small).columns, 200);
 
     // Nothing to draw into is not an error.
-    DisplayGeometry empty;
-    empty.width = 0;
-    empty.height = 0;
-    DisplayState state;
-    state.title = "x";
-    EXPECT_FALSE(renderer.render(state, themeOf(LCBuiltInTheme::vhs), 1, empty).isNull());
+    const DisplayState state = titled("x");
+    EXPECT_FALSE(renderer.render(state, themeOf(LCBuiltInTheme::vhs), 1, {.width = 0, .height = 0}).isNull());
 
     // Nonsense from a window is drawn as something sensible, never as a crash.
-    DisplayGeometry nonsense;
-    nonsense.width = 1e12;
-    nonsense.height = std::nan("");
-    nonsense.scale = -3;
-    nonsense.dotSize = 0;
-    nonsense.horizontalPadding = -5;
+    const DisplayGeometry nonsense{
+        .width = 1e12, .height = std::nan(""), .scale = -3, .dotSize = 0, .horizontalPadding = -5};
     const QImage clamped = renderer.render(state, themeOf(LCBuiltInTheme::vhs), std::nan(""), nonsense);
     EXPECT_LE(clamped.width(), 8192);
     EXPECT_GE(clamped.height(), 1);
@@ -86,8 +84,7 @@ TEST_F(DisplayRenderer, DrawsAtTheRequestedSizeAndScale) {
 }
 
 TEST_F(DisplayRenderer, LitDotsCarryTheDigitColour) {
-    DisplayState state;
-    state.title = "\u2588\u2588"; // full blocks: every dot of two cells lit
+    const DisplayState state = titled("\u2588\u2588"); // full blocks: every dot of two cells lit
     for (const auto builtIn : {LCBuiltInTheme::amber, LCBuiltInTheme::lcd, LCBuiltInTheme::synthwave,
                                LCBuiltInTheme::vhs, LCBuiltInTheme::winamp}) {
         SCOPED_TRACE(std::string(rawValue(builtIn)));
@@ -118,9 +115,7 @@ TEST_F(DisplayRenderer, UnlitDotsShowTheMatrixAtItsOffOpacity) {
     // Without the matrix effect there are neither unlit dots nor gaps between lit ones.
     LCTheme solid = theme;
     solid.matrixEffect = false;
-    DisplayState state;
-    state.title = "\u2588";
-    const QImage solidImage = renderer.render(state, solid, 1);
+    const QImage solidImage = renderer.render(titled("\u2588"), solid, 1);
     const QPoint lit =
         DotMatrixDisplayRenderer::dotCenter(geometry, layout.title.x() + 2, layout.title.y() + 4);
     expectColor(solidImage.pixelColor(lit + QPoint(1, 0)), theme.digits);
@@ -130,11 +125,11 @@ TEST_F(DisplayRenderer, UnlitDotsShowTheMatrixAtItsOffOpacity) {
 
 TEST_F(DisplayRenderer, MetersTakeTheirColoursFromTheThemesMaps) {
     const LCTheme theme = bare(LCBuiltInTheme::vhs);
-    DisplayState state;
-    state.levelLeft = 1.0;
-    state.levelRight = 0.35;
-    state.buffering = 0.7;
-    const QImage image = renderer.render(state, theme, 1);
+    const QImage image = renderer.render(stateWith([](DisplayState& s) {
+        s.levelLeft = 1.0;
+        s.levelRight = 0.35;
+        s.buffering = 0.7;
+    }), theme, 1);
 
     // 20 segments after the channel letter; 10 after "BUF".
     const auto segmentDot = [](const QRect& box, long labelWidth, long segments, long index) {
@@ -157,10 +152,11 @@ TEST_F(DisplayRenderer, MetersTakeTheirColoursFromTheThemesMaps) {
 
 TEST_F(DisplayRenderer, ProgressBarShowsCursorAndCueMarkers) {
     const LCTheme theme = bare(LCBuiltInTheme::synthwave); // distinct bar, cursor and marker colours
-    DisplayState state;
-    state.progress = 0.5;
-    state.cueMarkers = {0.25, 2.0, std::nan("")}; // out-of-range markers are left out
-    const QImage image = renderer.render(state, theme, 1);
+    // Out-of-range markers are left out.
+    const QImage image = renderer.render(stateWith([](DisplayState& s) {
+        s.progress = 0.5;
+        s.cueMarkers = {0.25, 2.0, std::nan("")};
+    }), theme, 1);
     const QRect bar = layout.progressBar;
     const long cursor = bar.x() + std::lround(0.5 * (bar.width() - 2));
     expectColor(pixelAt(image, cursor, bar.y() + 1), theme.cursor);
@@ -176,9 +172,7 @@ TEST_F(DisplayRenderer, ProgressBarShowsCursorAndCueMarkers) {
 TEST_F(DisplayRenderer, TimeIsSetInSevenSegmentDigits) {
     const LCTheme theme = bare(LCBuiltInTheme::amber);
     const auto litDots = [&](const std::string& time) {
-        DisplayState state;
-        state.time = time;
-        const QImage image = renderer.render(state, theme, 1);
+        const QImage image = renderer.render(stateWith([&](DisplayState& s) { s.time = time; }), theme, 1);
         long count = 0;
         for (int y = layout.time.top(); y <= layout.time.bottom(); ++y)
             for (int x = layout.time.left(); x <= layout.time.right(); ++x) {
@@ -196,8 +190,7 @@ TEST_F(DisplayRenderer, TimeIsSetInSevenSegmentDigits) {
 }
 
 TEST_F(DisplayRenderer, BrightnessAndHaloChangeTheGlow) {
-    DisplayState state;
-    state.title = "\u2588\u2588\u2588";
+    const DisplayState state = titled("\u2588\u2588\u2588");
     const LCTheme& amber = themeOf(LCBuiltInTheme::amber);
     const auto luminance = [](const QColor& c) {
         return 0.2126 * c.redF() + 0.7152 * c.greenF() + 0.0722 * c.blueF();
