@@ -8,11 +8,8 @@
 #include <numeric>
 #include <random>
 
-namespace lorvan {
+namespace lorvan::test {
 namespace {
-
-using test::CompletionLog;
-using test::signatureBuffer;
 
 // What the offline output delivers, and that it waits for audio instead of rendering silence,
 // is compared sample for sample by the end-to-end renders of the integration tests.
@@ -61,7 +58,7 @@ TEST(EngineNullOutputTest, PlaysThroughTheScheduledAudioOnItsClock) {
 }
 
 TEST(EnginePlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning) {
-    test::CapturedLog captured;
+    CapturedLog captured;
     EXPECT_EQ(platform::makePlaybackOutput(platform::OutputChoice::null)->name(), "null");
     GraphAudioEngine engine(platform::makePlaybackOutput(platform::OutputChoice::device),
                             platform::soxrResamplerFactory());
@@ -112,4 +109,4 @@ TEST(EngineConcurrencyTest, ScheduleRenderAndStopOnThreeThreads) {
 }
 
 } // namespace
-} // namespace lorvan
+} // namespace lorvan::test

@@ -1,9 +1,6 @@
 #include "EngineTestSupport.hpp"
 
-#include "platform/SoxrResampler.hpp"
-
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
@@ -62,20 +59,6 @@ void expectSilence(const Planes& planes, std::size_t from) {
     for (const auto& plane : planes)
         EXPECT_TRUE(std::all_of(plane.begin() + static_cast<std::ptrdiff_t>(from), plane.end(),
                                 [](float sample) { return sample == 0.0F; }));
-}
-
-bool CompletionLog::waitFor(std::size_t count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return order_.size() >= count; });
-}
-
-ManualEngine::ManualEngine(int discChannels, int outputChannels, double outputRate)
-    : discChannels(discChannels) {
-    auto manual = std::make_unique<ManualAudioOutput>(outputChannels, outputRate);
-    output = manual.get();
-    engine = std::make_unique<GraphAudioEngine>(std::move(manual), platform::soxrResamplerFactory());
-    engine->connect(AudioFormat::processing(44100, discChannels));
-    engine->start();
 }
 
 } // namespace lorvan::test

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "platform/SoxrResampler.hpp"
 #include "playback/AudioEngine.hpp"
 #include "playback/BuiltInOutputs.hpp"
 #include "playback/GraphAudioEngine.hpp"
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -43,7 +45,10 @@ public:
     }
     /// Waits (up to a generous safety limit, so that a fault fails instead of hanging) until
     /// `count` handlers have run.
-    bool waitFor(std::size_t count);
+    bool waitFor(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return order_.size() >= count; });
+    }
     [[nodiscard]] std::vector<int> order() const {
         std::lock_guard lock(mutex_);
         return order_;
@@ -62,7 +67,14 @@ private:
 
 /// An engine on the manual output, connected and started.
 struct ManualEngine {
-    explicit ManualEngine(int discChannels = 2, int outputChannels = 0, double outputRate = 0);
+    explicit ManualEngine(int discChannels = 2, int outputChannels = 0, double outputRate = 0)
+        : discChannels(discChannels)
+        , output(new ManualAudioOutput(outputChannels, outputRate))
+        , engine(std::make_unique<GraphAudioEngine>(std::unique_ptr<AudioOutput>(output),
+                                                    platform::soxrResamplerFactory())) {
+        engine->connect(AudioFormat::processing(44100, discChannels));
+        engine->start();
+    }
     GraphPlayerNode& node() { return engine->playerNode(); }
     /// Schedules `signature` frames `first`...`first + frames - 1`, logged under the next index.
     void schedule(std::int64_t first, std::uint32_t frames) {

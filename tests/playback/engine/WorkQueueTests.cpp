@@ -7,12 +7,11 @@
 #include <stdexcept>
 #include <vector>
 
-namespace lorvan {
+namespace lorvan::test {
 namespace {
 
 TEST(EngineThreadSerialQueueTest, RunsWorkInOrderOnItsOwnThreadAndSyncWaitsRunsInlineFromItselfAndRethrows) {
     ThreadSerialQueue queue("scheduleBufferQueue");
-    EXPECT_EQ(queue.label(), "scheduleBufferQueue");
     std::vector<int> ran; // touched only on the queue, read after a sync
     for (int index = 0; index < 100; ++index)
         queue.async([&, index] { ran.push_back(queue.isCurrent() ? index : -1); });
@@ -50,4 +49,4 @@ TEST(EngineThreadSerialQueueTest, DestructionRunsWhatWasQueuedAndWorkMayOwnTheQu
 }
 
 } // namespace
-} // namespace lorvan
+} // namespace lorvan::test

@@ -15,8 +15,7 @@ namespace lorvan::test {
 void append(Planes& planes, const float* const* source, int channels, std::uint32_t frames) {
     planes.resize(static_cast<std::size_t>(channels));
     for (int c = 0; c < channels; ++c)
-        planes[static_cast<std::size_t>(c)].insert(planes[static_cast<std::size_t>(c)].end(), source[c],
-                                                   source[c] + frames);
+        planes[c].insert(planes[c].end(), source[c], source[c] + frames);
 }
 
 std::filesystem::path writeDemoDisc(const std::filesystem::path& directory, bool split) {
@@ -33,9 +32,9 @@ AudioDisc assembleDisc(const std::filesystem::path& cueSheet) {
     return AudioDisc::fromCueSheet(CueSheet(Url::fileURL(cueSheet)), platform::audioDiscServices());
 }
 
-Planes decodeFile(const std::filesystem::path& path) {
+Planes decodeFile(const std::filesystem::path& path, Planes planes) {
     const auto file = platform::openFFmpegAudioFile(Url::fileURL(path));
-    Planes planes(static_cast<std::size_t>(file->processingFormat().channelsPerFrame));
+    planes.resize(static_cast<std::size_t>(file->processingFormat().channelsPerFrame));
     PCMBuffer buffer(file->processingFormat(), 4096);
     for (file->read(buffer, 4096); buffer.frameLength() > 0; file->read(buffer, 4096))
         for (int c = 0; c < buffer.channelCount(); ++c)
@@ -49,14 +48,10 @@ DecodedDisc decodeDisc(const std::filesystem::path& cueSheet) {
     DecodedDisc decoded;
     const auto& files = disc.data->audioFiles();
     decoded.sampleRate = files.front()->processingFormat().sampleRate;
-    decoded.planes.resize(static_cast<std::size_t>(files.front()->processingFormat().channelsPerFrame));
-    for (auto& plane : decoded.planes)
-        plane.assign(disc.data->artificialPregapFrames(), 0.0F);
-    for (const auto& file : files) {
-        const Planes planes = decodeFile(file->url().path());
-        for (std::size_t c = 0; c < decoded.planes.size(); ++c)
-            decoded.planes[c].insert(decoded.planes[c].end(), planes[c].begin(), planes[c].end());
-    }
+    decoded.planes.assign(static_cast<std::size_t>(files.front()->processingFormat().channelsPerFrame),
+                          std::vector<float>(disc.data->artificialPregapFrames(), 0.0F));
+    for (const auto& file : files)
+        decoded.planes = decodeFile(file->url().path(), std::move(decoded.planes));
     for (const AudioCue& cue : disc.cues) {
         if (cue.trackIndex == 0 && cue.chapter == 1) decoded.firstTrackStart = cue.keyFrame;
         if (cue.trackIndex == 1 && cue.chapter == 0) decoded.secondTrackPregap = cue.keyFrame;

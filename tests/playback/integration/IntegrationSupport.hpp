@@ -9,7 +9,6 @@
 
 namespace lorvan::test {
 
-/// One vector per channel.
 using Planes = std::vector<std::vector<float>>;
 
 void append(Planes& planes, const float* const* source, int channels, std::uint32_t frames);
@@ -30,7 +29,8 @@ struct DecodedDisc {
     [[nodiscard]] std::size_t frames() const { return planes.empty() ? 0 : planes[0].size(); }
 };
 DecodedDisc decodeDisc(const std::filesystem::path& cueSheet);
-Planes decodeFile(const std::filesystem::path& path);
+/// `planes` followed by the file's samples.
+Planes decodeFile(const std::filesystem::path& path, Planes planes = {});
 
 /// Every sample of `heard` equals `expected` from frame `offset` on, bit for bit; reports the
 /// first difference.

@@ -6,6 +6,7 @@
 #include "platform/SoxrResampler.hpp"
 #include "playback/OfflineDiscRender.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 
@@ -23,16 +24,13 @@ Planes render(const std::filesystem::path& cueSheet, const DiscRenderOptions& op
     return heard;
 }
 
-class PlayerRender : public testing::TestWithParam<bool> {
-protected:
-    void SetUp() override { cueSheet = writeDemoDisc(directory.path(), GetParam()); }
-    TemporaryDirectory directory;
-    std::filesystem::path cueSheet;
-};
+class PlayerRender : public testing::TestWithParam<bool> {};
 
 // Gapless and exact across files and pregaps: from the first frame sought to the end of the
 // disc, every sample is the decoded files' own.
 TEST_P(PlayerRender, StartsWithTheExactFrameOfASeekAndPlaysBitExactToTheEnd) {
+    TemporaryDirectory directory;
+    const auto cueSheet = writeDemoDisc(directory.path(), GetParam());
     const DecodedDisc expected = decodeDisc(cueSheet);
     // Inside the first track, on the second track's pregap (the end of the first file in the
     // split layout) and two frames before the end.
@@ -40,7 +38,6 @@ TEST_P(PlayerRender, StartsWithTheExactFrameOfASeekAndPlaysBitExactToTheEnd) {
                                      static_cast<std::int64_t>(expected.frames()) - 2}) {
         SCOPED_TRACE(frame);
         const Planes heard = render(cueSheet, {.volume = {}, .startFrame = frame});
-        ASSERT_EQ(heard.size(), expected.planes.size());
         ASSERT_EQ(heard[0].size(), expected.frames() - static_cast<std::size_t>(frame));
         expectSameAudio(heard, expected.planes, static_cast<std::size_t>(frame));
     }
@@ -66,16 +63,15 @@ TEST(PlayerRenderFigures, RateChangesTheLengthAndVolumeScalesEverySample) {
         // The whole disc, resampled: its length follows the rate to within a few milliseconds.
         EXPECT_NEAR(static_cast<double>(heard[0].size()), static_cast<double>(played) / rate,
                     0.005 * expected.sampleRate);
-        EXPECT_GT(rms(heard[0]), 0.5 * rms(expected.planes[0]));
+        EXPECT_GT(rms(heard[0]), 0.5 * rms(expected.planes[0])) << "not silence";
     }
 
     const Planes quiet = render(cueSheet, {.volume = 0.5F, .startFrame = {}});
     ASSERT_EQ(quiet[0].size(), played);
-    for (std::size_t c = 0; c < quiet.size(); ++c)
-        for (std::size_t i = 0; i < quiet[c].size(); ++i)
-            ASSERT_EQ(quiet[c][i],
-                      0.5F * expected.planes[c][i + static_cast<std::size_t>(expected.firstTrackStart)])
-                << "channel " << c << " frame " << i;
+    Planes halved = expected.planes;
+    for (auto& plane : halved)
+        std::ranges::for_each(plane, [](float& sample) { sample *= 0.5F; });
+    expectSameAudio(quiet, halved, static_cast<std::size_t>(expected.firstTrackStart));
 }
 
 TEST(PlayerRenderFaults, AFileCutShortWhilePlayingStopsTheRenderWithAnErrorAfterWhatWasRead) {
@@ -127,9 +123,8 @@ TEST(PlayerRenderCommand, WritesTheDecodedSamplesToWaveAndFlacAndRefusesBadOptio
     const auto out = " -o " + shellQuoted(directory.path() / "fast.wav");
     for (const std::string& options : {" -o " + shellQuoted(directory.path() / "out.mp3"),
                                        " -o " + shellQuoted(directory.path() / "out.flac") + " --format f32",
-                                       out + " --format s8", out + " --rate nan", std::string()}) {
+                                       out + " --format s8", out + " --rate nan", std::string()})
         EXPECT_EQ(runProcess(LORVAN_CLI, render + options).status, 2) << options;
-    }
     const auto missing =
         runProcess(LORVAN_CLI, "render " + shellQuoted(directory.path() / "none.cue") + out, "", true);
     EXPECT_EQ(missing.status, 1);

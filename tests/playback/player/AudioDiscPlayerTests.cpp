@@ -85,8 +85,6 @@ protected:
 TEST_F(PlayerTest, StartsEmptyWithTheRepeatModeReadFromItsPersistedText) {
     EXPECT_EQ(player().repeatMode(), RepeatMode::none) << "nothing persisted";
     EXPECT_EQ(player().disc(), nullptr);
-    EXPECT_EQ(player().currentTrackIndex(), std::nullopt);
-    EXPECT_TRUE(player().playbackSequence().empty());
     using enum RepeatMode;
     for (const auto& [text, mode] : std::vector<std::pair<std::string, RepeatMode>>{{"None", none},
                                                                                     {"Current Track", track},
@@ -130,11 +128,6 @@ TEST_F(PlayerTest, LoadConnectsTheGraphInTheProcessingFormatAndStartsTheEngine) 
     EXPECT_EQ(status(), "stopped 2000");
     player().load(standardDisc(), true);
     EXPECT_EQ(status(), "playing 2000");
-
-    // An engine that cannot start reaches the caller, and nothing plays.
-    h.engine->failStart = true;
-    EXPECT_THROW(player().load(standardDisc(), true), AudioEngineError);
-    EXPECT_EQ(player().state(), State::stopped);
 }
 
 TEST_F(PlayerTest, OpeningACueSheetLoadsItsDiscAndAFailureKeepsTheDiscInPlace) {
@@ -150,14 +143,12 @@ TEST_F(PlayerTest, OpeningACueSheetLoadsItsDiscAndAFailureKeepsTheDiscInPlace) {
     EXPECT_EQ(player().disc()->tracks.size(), 2U);
     EXPECT_EQ(status(), "stopped 0");
     EXPECT_TRUE(h.engine->running);
-    player().nextTrack();
-    player().nextTrack();
-    EXPECT_EQ(status(), "playing 11760") << "track 2 at INDEX 01";
 
+    player().play();
     const auto disc = player().disc();
     EXPECT_ANY_THROW(player().openCueSheet(Url::fileURL(directory.path() / "missing.cue"), true, services));
     EXPECT_EQ(player().disc(), disc);
-    EXPECT_EQ(player().state(), State::playing);
+    EXPECT_EQ(status(), "playing 0");
 }
 
 TEST_F(PlayerTest, StopEjectStopsWhilePlayingThenEjects) {
@@ -215,16 +206,6 @@ TEST_F(PlayerTest, PlayPauseCyclesAndPausingResetsTheMetersOnTheSchedulerQueue) 
     EXPECT_EQ(recorder.count("state 1"), 2);
 }
 
-TEST_F(PlayerTest, SeeksClampOutOfRangeFramesToZero) {
-    insert();
-    for (const auto& [frame, position, cue] : std::vector<std::array<std::int64_t, 3>>{
-             {-1, 0, 0}, {total, 0, 0}, {total + 5, 0, 0}, {total - 1, total - 1, 7}}) {
-        player().seekToFrame(frame, false);
-        EXPECT_EQ(player().discFramePosition(), position) << frame;
-        EXPECT_EQ(player().currentCueIndex(), cue);
-    }
-}
-
 TEST_F(PlayerTest, SeekFromStoppedPlaysWhilePausedKeepsThePauseUnlessForced) {
     insert();
     Recorder recorder(player());
@@ -245,23 +226,28 @@ TEST_F(PlayerTest, SeekFromStoppedPlaysWhilePausedKeepsThePauseUnlessForced) {
     EXPECT_EQ(status(), "playing 130000");
 }
 
-TEST_F(PlayerTest, PositionsCountNegativeInsidePregapsAndCountDownAfterIndex01) {
+TEST_F(PlayerTest, PositionsCountNegativeInsidePregapsAndCountDownAfterIndex01AndSeeksOutOfRangeGoToZero) {
     insert();
     // {seek to, track, its countdown, disc, its countdown}: inside a pregap the track countdown
     // is the track position plus the pregap's length.
     for (const auto& [frame, track, trackLeft, disc, discLeft] :
          std::vector<std::array<std::int64_t, 5>>{{0, -2'000, 0, -2'000, -250'000},
                                                   {101'000, -2'000, 1'000, 99'000, -149'000},
-                                                  {150'000, 47'000, -30'000, 148'000, -100'000}}) {
+                                                  {150'000, 47'000, -30'000, 148'000, -100'000},
+                                                  {total - 1, 69'999, -1, 247'999, -1},
+                                                  {-1, -2'000, 0, -2'000, -250'000},
+                                                  {total, -2'000, 0, -2'000, -250'000}}) {
         SCOPED_TRACE(frame);
         player().seekToFrame(frame, false);
+        const auto landed = frame < 0 || frame >= total ? 0 : frame;
+        EXPECT_EQ(player().discFramePosition(), landed);
         const auto p = player().positions();
         EXPECT_TRUE(p.discInPlayer);
         EXPECT_EQ(p.currentTrackFramePosition, track);
         EXPECT_EQ(p.currentTrackCountdownFramePosition, trackLeft);
         EXPECT_EQ(p.discPlaybackFramePosition, disc);
         EXPECT_EQ(p.discPlaybackCountdownFramePosition, discLeft);
-        EXPECT_DOUBLE_EQ(p.normalizedDiscPosition, static_cast<double>(frame) / total);
+        EXPECT_DOUBLE_EQ(p.normalizedDiscPosition, static_cast<double>(landed) / total);
     }
 }
 
@@ -270,7 +256,6 @@ TEST_F(PlayerTest, TimecodeModeChangesRedrawPositionsOnlyWhenNotStopped) {
     Recorder recorder(player());
     player().setPlaybackTimecodeMode(TimecodeMode::discRemainingTime);
     EXPECT_THAT(recorder.events, ElementsAre("mode 3"));
-    EXPECT_EQ(player().playbackTimecodeMode(), TimecodeMode::discRemainingTime);
 
     player().play();
     recorder.events.clear();
@@ -298,7 +283,6 @@ TEST_F(PlayerTest, TrackAndChapterNavigationFromEachPlaceUnderEachRepeatMode) {
         {none, stopped, previous, 2'000, "from stopped: plays the current entry"},
         {none, 5'000, next, 60'000, ""},
         {none, 60'000, next, 103'000, "lands on INDEX 01, never on a pregap"},
-        {none, 103'000, next, 180'000, ""},
         {none, 200'000, next, 200'000, "repeat none ends at the last entry"},
         {track, 200'000, next, 180'000, "repeat track restarts the track"},
         {disc, 200'000, next, 2'000, "repeat disc wraps to the first entry"},
@@ -310,7 +294,6 @@ TEST_F(PlayerTest, TrackAndChapterNavigationFromEachPlaceUnderEachRepeatMode) {
         {track, 110'000, previous, 103'000, "repeat track never leaves the track"},
         {none, 60'000, previousChapter, 60'000, "no pregap before chapter 1: nothing"},
         {none, 60'000, nextChapter, 80'000, ""},
-        {none, 80'000, nextChapter, 90'000, ""},
         {none, 90'000, nextChapter, 90'000, "the last chapter has no next"},
         {none, 90'000, previousChapter, 80'000, ""},
         {none, 103'000, previousChapter, 100'000, "chapter 0 is the pregap"},

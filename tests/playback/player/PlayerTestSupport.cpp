@@ -40,8 +40,8 @@ AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vect
         base += length;
     }
     std::vector<AudioCue> discCues;
-    for (const TestCue& cue : cues)
-        discCues.push_back({.keyFrame = cue.keyFrame, .trackIndex = cue.trackIndex, .chapter = cue.chapter});
+    for (const auto& [frame, track, chapter] : cues)
+        discCues.push_back({.keyFrame = frame, .trackIndex = track, .chapter = chapter});
     return AudioDisc(AudioDiscData::create(std::move(files), artificialPregap), std::move(discCues),
                      std::nullopt, AudioDisc::Source::cueSheet(Url::fileURL("/memory/disc.cue")),
                      AudioDiscServices{});

@@ -20,50 +20,47 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace lorvan::test {
 
 /// A 16-bit stereo file whose samples are a function of (channel, frame within the file).
-class MemoryAudioFile final : public AudioFile {
-public:
+struct MemoryAudioFile final : AudioFile {
     MemoryAudioFile(std::string name, std::int64_t length, std::function<float(int, std::int64_t)> samples)
-        : url_(Url::fileURL("/memory/" + name))
-        , length_(length)
-        , samples_(std::move(samples)) {
-        file_.formatFlags = AudioFormat::isSignedInteger | AudioFormat::isPacked;
-        file_.bitsPerChannel = 16;
+        : location(Url::fileURL("/memory/" + name))
+        , frames(length)
+        , sample(std::move(samples)) {
+        file.formatFlags = AudioFormat::isSignedInteger | AudioFormat::isPacked;
+        file.bitsPerChannel = 16;
     }
-
-    [[nodiscard]] const Url& url() const override { return url_; }
-    [[nodiscard]] std::int64_t length() const override { return length_; }
-    [[nodiscard]] const AudioFormat& fileFormat() const override { return file_; }
-    [[nodiscard]] const AudioFormat& processingFormat() const override { return processing_; }
+    [[nodiscard]] const Url& url() const override { return location; }
+    [[nodiscard]] std::int64_t length() const override { return frames; }
+    [[nodiscard]] const AudioFormat& fileFormat() const override { return file; }
+    [[nodiscard]] const AudioFormat& processingFormat() const override { return processing; }
     [[nodiscard]] std::optional<std::int32_t> bitDepth() const override { return 16; }
     [[nodiscard]] LKAudioFileType fileType() const override { return LKAudioFileType::wave; }
-    [[nodiscard]] std::int64_t framePosition() const override { return position_; }
+    [[nodiscard]] std::int64_t framePosition() const override { return position; }
     void setFramePosition(std::int64_t frame) override {
-        position_ = std::clamp<std::int64_t>(frame, 0, length_);
+        position = std::clamp<std::int64_t>(frame, 0, frames);
     }
     void read(PCMBuffer& buffer, std::uint32_t frameCount) override {
         if (failing) throw LKOSStatus(-39); // as a truncated file does
-        const auto frames = std::min<std::int64_t>({frameCount, buffer.frameCapacity(), length_ - position_});
+        const auto count = std::min<std::int64_t>({frameCount, buffer.frameCapacity(), frames - position});
         for (int channel = 0; channel < buffer.channelCount(); ++channel)
-            for (std::int64_t i = 0; i < frames; ++i)
-                buffer.channelData(channel)[i] = samples_(channel, position_ + i);
-        buffer.setFrameLength(static_cast<std::uint32_t>(frames));
-        position_ += frames;
+            for (std::int64_t i = 0; i < count; ++i)
+                buffer.channelData(channel)[i] = sample(channel, position + i);
+        buffer.setFrameLength(static_cast<std::uint32_t>(count));
+        position += count;
     }
 
+    Url location;
+    std::int64_t frames;
+    std::function<float(int, std::int64_t)> sample;
+    AudioFormat file = AudioFormat::processing(44100, 2);
+    AudioFormat processing = AudioFormat::processing(44100, 2);
+    std::int64_t position = 0;
     bool failing = false;
-
-private:
-    Url url_;
-    std::int64_t length_;
-    std::function<float(int, std::int64_t)> samples_;
-    AudioFormat file_ = AudioFormat::processing(44100, 2);
-    AudioFormat processing_ = AudioFormat::processing(44100, 2);
-    std::int64_t position_ = 0;
 };
 
 /// Records scheduled buffers; the test decides when each is consumed.
@@ -114,10 +111,7 @@ struct FakeEngine final : AudioEngine, AudioVarispeed {
     [[nodiscard]] float rate() const override { return speed; }
     void setRate(float rate) override { speed = rate; }
     void connect(const AudioFormat& format) override { connectedFormat = format; }
-    void start() override {
-        if (failStart) throw AudioEngineError(AudioEngineError::Kind::outputUnavailable, "no device");
-        running = true;
-    }
+    void start() override { running = true; }
     void stop() override { running = false; }
     [[nodiscard]] bool isRunning() const override { return running; }
 
@@ -125,14 +119,10 @@ struct FakeEngine final : AudioEngine, AudioVarispeed {
     float speed = 1.0F;
     std::optional<AudioFormat> connectedFormat;
     bool running = false;
-    bool failStart = false;
 };
 
-struct TestCue {
-    std::int64_t keyFrame;
-    long trackIndex;
-    long chapter;
-};
+/// {key frame, track index, chapter}
+using TestCue = std::tuple<std::int64_t, long, long>;
 
 /// The sample value `makeDisc` gives disc frame `frame` on the left channel.
 [[nodiscard]] inline float frameSample(std::int64_t frame) {

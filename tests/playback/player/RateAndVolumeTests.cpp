@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace lorvan::test {
 namespace {
@@ -94,22 +95,17 @@ TEST(RateValuesTest, SliderPositionsGiveTwentiethsAndRecordSpeedsPairUp) {
         EXPECT_FLOAT_EQ(AudioDiscPlayer::rate(one) * AudioDiscPlayer::rate(other), 1.0F);
 }
 
-// MARK: - Volume
-
-TEST_F(RateAndVolumeTest, WithTheAmplifierOffOnlyFullVolumeCanBeSet) {
+TEST_F(RateAndVolumeTest, WithoutTheAmplifierOnlyFullVolumeWithItStepsAndUnmutingRestoresFullVolume) {
     player().setVolume(0.5F);
     player().decreaseVolume();
-    EXPECT_FLOAT_EQ(player().volume(), 1.0F);
-
+    EXPECT_FLOAT_EQ(player().volume(), 1.0F) << "with the amplifier off only full volume can be set";
     player().setAmplifierIsActive(true);
     player().setVolume(0.3F);
     player().setAmplifierIsActive(false);
     EXPECT_FLOAT_EQ(player().volume(), 1.0F) << "the amplifier off means full volume";
     h.pump();
     EXPECT_FLOAT_EQ(player().amplifier().uiPlaybackVolume(), 1.0F);
-}
 
-TEST_F(RateAndVolumeTest, VolumeStepsAndUnmutingRestoresFullVolume) {
     player().setAmplifierIsActive(true);
     player().setVolume(0.5F);
     player().decreaseVolume();
@@ -146,8 +142,6 @@ TEST_F(RateAndVolumeTest, FlushedBuffersShowFullVolumeAndSilentMeters) {
     EXPECT_DOUBLE_EQ(player().amplifier().uiLeftChannelAudioLevel(), 0.0);
 }
 
-// MARK: - Amplifier
-
 PCMBuffer buffer(int channels, std::uint32_t frames, const std::vector<float>& peaks) {
     PCMBuffer result(AudioFormat::processing(44100, channels), frames);
     result.setFrameLength(frames);
@@ -162,67 +156,38 @@ protected:
     std::shared_ptr<AudioAmplifier> amplifier = AudioAmplifier::create(mainThread);
 };
 
-TEST_F(AmplifierTest, PeaksAreAbsoluteOverTheValidFramesAndMonoFeedsBothSides) {
-    EXPECT_EQ(AudioAmplifier::peaks(buffer(2, 10, {-0.7F, 0.25F})), (std::pair<double, double>{0.7F, 0.25}));
-    EXPECT_EQ(AudioAmplifier::peaks(buffer(1, 10, {-0.6F})), (std::pair<double, double>{0.6F, 0.6F}));
+TEST_F(AmplifierTest, LevelsArePublishedEverySecondBufferInTwentiethsOfTheAbsolutePeaksScaledByTheVolume) {
     PCMBuffer tail = buffer(2, 10, {0.0F, 0.0F});
     tail.channelData(0)[9] = 1.0F;
     for (const std::uint32_t valid : {0U, 9U}) {
         tail.setFrameLength(valid);
         EXPECT_EQ(AudioAmplifier::peaks(tail).first, 0.0) << "only the valid frames count";
     }
-}
 
-TEST_F(AmplifierTest, LevelsArePublishedEverySecondBufferInTwentiethsScaledByTheVolume) {
     std::vector<double> left;
     std::vector<double> right;
     amplifier->onUiLeftChannelAudioLevelChanged = [&](double level) { left.push_back(level); };
     amplifier->onUiRightChannelAudioLevelChanged = [&](double level) { right.push_back(level); };
-    // Two buffers' peaks, one refresh; a mono buffer's single peak feeds both sides.
-    struct Refresh {
-        std::vector<float> first, second;
-        float volume;
-        std::vector<double> left, right; // everything published so far
-    };
-    for (const Refresh& refresh : std::vector<Refresh>{
-             {{1.0F, 0.2F}, {0.1F, 0.9F}, 0.5F, {0.5}, {0.45}},
+    // {two buffers' peaks, one refresh, at a volume; everything published so far, left and right}:
+    // a mono buffer's single peak feeds both sides.
+    using Peaks = std::vector<float>;
+    using Levels = std::vector<double>;
+    for (const auto& [first, second, volume, leftLevels, rightLevels] :
+         std::vector<std::tuple<Peaks, Peaks, float, Levels, Levels>>{
+             {{-1.0F, 0.2F}, {0.1F, -0.9F}, 0.5F, {0.5}, {0.45}},
              {{0.52F, 0.46F}, {0.0F, 0.0F}, 1.0F, {0.5}, {0.45}}, // the same steps: nothing new
-             {{0.3F}, {0.3F}, 1.0F, {0.5, 0.3}, {0.45, 0.3}}}) {
-        SCOPED_TRACE(refresh.first.front());
-        const auto channels = static_cast<int>(refresh.first.size());
+             {{-0.3F}, {0.3F}, 1.0F, {0.5, 0.3}, {0.45, 0.3}}}) {
+        SCOPED_TRACE(first.front());
+        const auto channels = static_cast<int>(first.size());
         const auto published = left.size();
-        amplifier->measure(buffer(channels, 100, refresh.first), refresh.volume);
+        amplifier->measure(buffer(channels, 100, first), volume);
         mainThread->runAll();
         EXPECT_EQ(left.size(), published) << "one buffer is not a refresh";
-        amplifier->measure(buffer(channels, 100, refresh.second), refresh.volume);
+        amplifier->measure(buffer(channels, 100, second), volume);
         mainThread->runAll();
-        EXPECT_EQ(left, refresh.left);
-        EXPECT_EQ(right, refresh.right);
+        EXPECT_EQ(left, leftLevels);
+        EXPECT_EQ(right, rightLevels);
     }
-}
-
-TEST_F(AmplifierTest, ResetsZeroTheMetersAndPublishOnlyWhatChanged) {
-    int publications = 0;
-    amplifier->onUiLeftChannelAudioLevelChanged = [&](double) { ++publications; };
-    amplifier->reset(false, true);
-    EXPECT_TRUE(mainThread->pendingCount() == 0) << "nothing to publish when already at 0";
-
-    amplifier->measure(buffer(2, 10, {0.8F, 0.8F}), 1.0F);
-    amplifier->reset(false, true);
-    amplifier->measure(buffer(2, 10, {0.8F, 0.8F}), 1.0F);
-    mainThread->runAll();
-    EXPECT_EQ(publications, 0) << "the reset also dropped the half-counted refresh";
-
-    amplifier->measure(buffer(2, 10, {0.8F, 0.8F}), 1.0F);
-    mainThread->runAll();
-    EXPECT_EQ(publications, 1);
-    amplifier->setPlaybackVolume(0.4F);
-    amplifier->reset(true, true);
-    mainThread->runAll();
-    EXPECT_EQ(publications, 2);
-    EXPECT_EQ(amplifier->uiLeftChannelAudioLevel(), 0.0);
-    EXPECT_FLOAT_EQ(amplifier->uiPlaybackVolume(), 1.0F);
-    EXPECT_EQ(amplifier->leftChannelAudioLevel(), 0.0);
 }
 
 } // namespace
