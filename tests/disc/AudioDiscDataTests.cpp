@@ -44,19 +44,6 @@ TEST_F(AudioDiscDataTest, canBeCDDANeedsRedBookFormatAndWholeSectors) {
     EXPECT_FALSE(create({wave("h.wav", 588 * 100, 44100, 1)})->canBeCDDA());
 }
 
-TEST_F(AudioDiscDataTest, frameAxisRunsThroughPregapAndFilesInOrder) {
-    auto data = create({wave("a.wav", 1000), wave("b.wav", 500)}, 300);
-    EXPECT_EQ(data->totalFrameCount(), 1800);
-    EXPECT_EQ(data->artificialPregapFrames(), 300U);
-    // In the pregap or past the end there is no file to read from.
-    for (const std::int64_t frame : {-1, 0, 299, 1800})
-        EXPECT_FALSE(data->frameLocation(frame)) << frame;
-    using Location = AudioDiscData::FrameLocation;
-    for (const auto& [frame, location] : {std::pair{300, Location{0, 0}}, {1299, Location{0, 999}},
-                                          {1300, Location{1, 0}}, {1799, Location{1, 499}}})
-        EXPECT_EQ(data->frameLocation(frame), location) << frame;
-}
-
 // Read buffer by buffer, the disc is the pregap's silence and then the files end to end. A buffer
 // is as long as asked unless it would cross from the pregap into a file, from one file into the
 // next or past the end: then it stops there.

@@ -2,7 +2,6 @@
 #include "platform/FFmpegAudioEncoder.hpp"
 #include "support/TestSupport.hpp"
 
-#include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
