@@ -2,7 +2,6 @@
 #include "timecode/TimecodeFormat.hpp"
 
 #include <array>
-#include <cstdint>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>

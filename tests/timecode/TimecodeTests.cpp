@@ -170,34 +170,24 @@ TEST(Timecode, ClampFlagsLimitOnlyTheirOwnSteps) {
     }
 }
 
+// Setting a flag clears the other and clamps at once; writing false only clears the flag. Zero
+// stays under either flag, -1 under only-negative.
 TEST(Timecode, ClampFlagsExcludeEachOther) {
     Timecode timecode(-5, 44100);
-    timecode.setIsOnlyNegative(true);
-    timecode.setIsOnlyPositive(true);
-    EXPECT_EQ(timecode.position(), 0);
+    const auto onlyNegative = [&](bool on) { timecode.setIsOnlyNegative(on); return timecode.position(); };
+    const auto onlyPositive = [&](bool on) { timecode.setIsOnlyPositive(on); return timecode.position(); };
+    EXPECT_EQ(onlyNegative(true), -5);
+    EXPECT_EQ(onlyPositive(true), 0);
     EXPECT_TRUE(timecode.isOnlyPositive() && !timecode.isOnlyNegative());
-    timecode.setPosition(3);
-    timecode.setIsOnlyNegative(true);
-    EXPECT_EQ(timecode.position(), 0);
-    EXPECT_FALSE(timecode.isOnlyPositive());
-
-    // Writing false only clears the flag.
-    timecode.setIsOnlyNegative(false);
-    timecode.setPosition(-4);
-    timecode.setIsOnlyPositive(false);
-    EXPECT_EQ(timecode.position(), -4);
-    EXPECT_FALSE(timecode.isOnlyPositive() || timecode.isOnlyNegative());
-
-    // The boundaries: 1 is moved to 0 for only-negative, 0 itself stays for either flag.
     timecode.setPosition(1);
-    timecode.setIsOnlyNegative(true);
-    EXPECT_EQ(timecode.position(), 0);
-    timecode.setIsOnlyPositive(true);
-    EXPECT_EQ(timecode.position(), 0);
-    timecode.setIsOnlyPositive(false);
+    EXPECT_EQ(onlyNegative(true), 0);
+    EXPECT_FALSE(timecode.isOnlyPositive());
+    EXPECT_EQ(onlyPositive(true), 0);
     timecode.setPosition(-1);
-    timecode.setIsOnlyNegative(true);
-    EXPECT_EQ(timecode.position(), -1);
+    EXPECT_EQ(onlyPositive(false), -1);
+    EXPECT_EQ(onlyNegative(true), -1);
+    EXPECT_EQ(onlyNegative(false), -1);
+    EXPECT_FALSE(timecode.isOnlyPositive() || timecode.isOnlyNegative());
 }
 
 TEST(Timecode, RateChangesFollowTheirOwnRules) {
