@@ -1,7 +1,6 @@
 #include "platform/AudioFixtures.hpp"
 
 #include <cmath>
-#include <cstring>
 #include <fstream>
 #include <stdexcept>
 

@@ -10,8 +10,7 @@
 
 namespace lorvan::test {
 
-/// Sends the console log to a temporary file for the lifetime of the object, so a test can
-/// assert on what was logged. Restores the previous stream when it goes.
+/// Sends the console log to a temporary file while it lives, so a test can read what was logged.
 class CapturedLog {
 public:
     CapturedLog();
@@ -19,10 +18,8 @@ public:
     CapturedLog(const CapturedLog&) = delete;
     CapturedLog& operator=(const CapturedLog&) = delete;
 
-    /// Everything logged so far.
     [[nodiscard]] std::string text() const;
     [[nodiscard]] std::vector<std::string> lines() const;
-    /// True when some logged line contains `fragment`.
     [[nodiscard]] bool contains(std::string_view fragment) const;
 
 private:
@@ -39,7 +36,6 @@ public:
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-    /// Writes `bytes` to `name` inside the directory and returns the file's path.
     std::filesystem::path write(const std::string& name, std::string_view bytes) const;
 
 private:
@@ -49,8 +45,7 @@ private:
 /// The whole content of the file at `path`, empty when it cannot be read.
 [[nodiscard]] std::string fileText(const std::filesystem::path& path);
 
-/// The `Error` that `action` throws. When it throws nothing the test fails, and the
-/// exception thrown here ends it, since there is no error to check.
+/// The `Error` that `action` throws; when it throws nothing, the test fails and ends here.
 template <typename Error, typename Action> Error thrown(Action&& action) {
     try {
         action();
@@ -61,14 +56,12 @@ template <typename Error, typename Action> Error thrown(Action&& action) {
     throw std::logic_error("the expected exception was not thrown");
 }
 
-/// What a finished process left: its exit status (-1 when it did not exit normally, e.g. killed
-/// by a signal) and its standard output.
+/// A finished process: its exit status (-1 when killed by a signal) and its standard output.
 struct ProcessRun {
     int status = -1;
     std::string out;
 };
 
-/// `path` in single quotes for the shell.
 [[nodiscard]] std::string shellQuoted(const std::filesystem::path& path);
 
 /// Runs `executable` with `arguments` (already shell-quoted) through the shell, after the

@@ -2,7 +2,6 @@
 #include "cuesheet/CueSheetJson.hpp"
 #include "support/TestSupport.hpp"
 
-#include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

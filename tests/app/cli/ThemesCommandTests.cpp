@@ -2,7 +2,6 @@
 
 #include <QImage>
 #include <algorithm>
-#include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

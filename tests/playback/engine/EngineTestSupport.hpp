@@ -20,10 +20,9 @@ using Planes = std::vector<std::vector<float>>;
 /// Audio that is never 0 and never repeats within a few thousand frames, so that a dropped,
 /// repeated or inserted frame shows.
 [[nodiscard]] float signature(int channel, std::int64_t frame);
-/// A buffer holding `signature` from `firstFrame` on.
 [[nodiscard]] std::shared_ptr<PCMBuffer> signatureBuffer(int channels, std::int64_t firstFrame,
                                                          std::uint32_t frames);
-/// A buffer holding a sine of `hertz` at amplitude 0.5 from `firstFrame` on, on every channel.
+/// A sine at amplitude 0.5 on every channel.
 [[nodiscard]] std::shared_ptr<PCMBuffer> sineBuffer(int channels, std::int64_t firstFrame,
                                                     std::uint32_t frames, double hertz);
 void append(Planes& to, const Planes& from);

@@ -7,7 +7,6 @@
 #include "playback/OfflineDiscRender.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <gtest/gtest.h>
 
 namespace lorvan::test {

@@ -138,7 +138,6 @@ AudioDisc makeDisc(const std::vector<std::int64_t>& fileLengths, const std::vect
 /// Each line logged as "context label: value", whatever fills the space between label and value.
 [[nodiscard]] std::vector<std::string> logEntries(const CapturedLog& log);
 
-/// A player wired to the doubles above.
 struct PlayerHarness {
     explicit PlayerHarness(std::function<std::size_t(std::size_t, std::size_t)> randomIndex = {})
         : player(AudioDiscPlayer::create(
