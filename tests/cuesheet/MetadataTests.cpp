@@ -5,6 +5,7 @@
 #include "support/TestSupport.hpp"
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace lorvan {
 namespace {
@@ -128,15 +129,12 @@ TEST(CueSheetMetadata, FillsTheReleaseBeforeTheFirstTrackAndTracksAfter) {
     EXPECT_EQ(m.releaseRemixers, Names{"Big Remixer"});
     EXPECT_EQ(m.catalogueNumber, "5099749522425");
     EXPECT_EQ(m.releaseType, AudioMetadata::ReleaseType::compilation);
-    EXPECT_EQ(m.discNumber, 2);
-    EXPECT_EQ(m.totalDiscs, 3);
-    EXPECT_DOUBLE_EQ(*m.discGain, -7.25);
-    EXPECT_DOUBLE_EQ(*m.discPeak, 0.988);
+    EXPECT_EQ(std::tuple(m.discNumber, m.totalDiscs, m.firstBonusTrackIndex, m.firstExtraTrackIndex),
+              std::tuple(2, 3, 2, 3));
+    EXPECT_EQ(std::tuple(m.discGain, m.discPeak), std::tuple(-7.25, 0.988));
     ASSERT_TRUE(m.initialDate);
     EXPECT_EQ(m.initialDate->description(), "1959-08-17"); // the bad date later leaves it alone
     EXPECT_EQ(m.editionDate, m.initialDate);
-    EXPECT_EQ(m.firstBonusTrackIndex, 2);
-    EXPECT_EQ(m.firstExtraTrackIndex, 3);
 
     ASSERT_EQ(m.tracksMetadata->size(), 3u);
     const AudioTrackMetadata& first = m.tracksMetadata->front();
@@ -146,9 +144,7 @@ TEST(CueSheetMetadata, FillsTheReleaseBeforeTheFirstTrackAndTracksAfter) {
     EXPECT_EQ(first.featuring, Names{"Guest"});
     EXPECT_EQ(first.conductors, Names{"Track Maestro"});
     EXPECT_EQ(first.remixers, (Names{"Remix One", "Remix Two"}));
-    EXPECT_EQ(first.isrc, "USSM15900113");
-    EXPECT_DOUBLE_EQ(*first.gain, 1.5);
-    EXPECT_DOUBLE_EQ(*first.peak, 0.5);
+    EXPECT_EQ(std::tuple(first.isrc, first.gain, first.peak), std::tuple("USSM15900113", 1.5, 0.5));
     EXPECT_EQ(m.tracksMetadata->at(1), AudioTrackMetadata{});
 
     for (const char* line : {"Release Conductor(s)", "Conductor(s) ", "Release Remixer(s)", "Remixer(s) ",

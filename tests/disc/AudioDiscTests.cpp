@@ -95,11 +95,11 @@ TEST_F(AudioDiscTest, firstTrackPregapBecomesSilenceAndShiftsEveryCue) {
     EXPECT_EQ(disc.tracks[0].cueIndices, (std::vector<std::size_t>{0, 1}));
     EXPECT_EQ(disc.tracks[1].cueIndices, (std::vector<std::size_t>{2, 3, 4}));
     EXPECT_EQ(disc.tracks[1].discID, disc.id);
-    EXPECT_EQ(disc.trackStartFrame(disc.tracks[0]), 88200);
-    EXPECT_EQ(disc.trackStartFrame(disc.tracks[1]), 88200 + 6 * 44100);
-    EXPECT_EQ(disc.cues[0].cueType(), AudioCue::CueType::trackPregap);
-    EXPECT_EQ(disc.cues[3].cueType(), AudioCue::CueType::trackStart);
-    EXPECT_EQ(disc.cues[4].cueType(), AudioCue::CueType::trackChapter);
+    EXPECT_EQ(std::tuple(disc.trackStartFrame(disc.tracks[0]), disc.trackStartFrame(disc.tracks[1])),
+              std::tuple(88200, 88200 + 6 * 44100));
+    using enum AudioCue::CueType;
+    EXPECT_EQ(std::tuple(disc.cues[0].cueType(), disc.cues[3].cueType(), disc.cues[4].cueType()),
+              std::tuple(trackPregap, trackStart, trackChapter));
     EXPECT_EQ(disc.source.kind, AudioDisc::Source::Kind::cueSheet);
 }
 
@@ -192,11 +192,10 @@ TEST_F(AudioDiscTest, finalStepRefusesCuesOutOfOrder) {
         EXPECT_EQ(discError([&] { (void)make(cues); }).kind(), AudioDiscError::Kind::dummy);
     const AudioDisc ok = make({cue(0, 0, 1), cue(10, 0, 2), cue(20, 1, 0)});
     ASSERT_EQ(ok.tracks.size(), 2U);
-    EXPECT_EQ(ok.cuePosition(ok.cues[2].id), 2U);
+    const auto& id = ok.cues[2].id;
+    EXPECT_EQ(std::tuple(ok.cuePosition(id), ok.cueLastFrame(id), ok.cueKeySector(id), ok.cueLastSector(id)),
+              std::tuple(2U, sector * 100 - 1, 0, 99));
     EXPECT_EQ(ok.cueLastFrame(ok.cues[0].id), 9);
-    EXPECT_EQ(ok.cueLastFrame(ok.cues[2].id), sector * 100 - 1);
-    EXPECT_EQ(ok.cueKeySector(ok.cues[2].id), 0);
-    EXPECT_EQ(ok.cueLastSector(ok.cues[2].id), 99);
     EXPECT_FALSE(ok.cuePosition(Uuid::random()));
     // No start cue on the second track: identifiers count it from frame 0.
     EXPECT_FALSE(ok.trackStartFrame(ok.tracks[1]));

@@ -14,7 +14,6 @@ using testing::HasSubstr;
 namespace fs = std::filesystem;
 const auto quoted = test::shellQuoted;
 
-// Runs lorvan-cli with already quoted arguments; standard error is dropped.
 test::ProcessRun cli(const std::string& arguments) { return test::runProcess(LORVAN_CLI, arguments); }
 
 nlohmann::json refusal(const std::string& arguments) {
@@ -53,10 +52,8 @@ TEST_F(DemoDisc, bothLayoutsAreTheSameCD) {
     }
     const auto a = nlohmann::json::parse(cli("info --json " + quoted(sheet("single"))).out);
     const auto b = nlohmann::json::parse(cli("info --json " + quoted(sheet("split"))).out);
-    EXPECT_EQ(a["onlineID"], b["onlineID"]);
-    EXPECT_EQ(a["cues"], b["cues"]);
-    EXPECT_EQ(a["tracks"], b["tracks"]);
-    EXPECT_EQ(a["frameCount"], b["frameCount"]);
+    for (const char* key : {"onlineID", "cues", "tracks", "frameCount"})
+        EXPECT_EQ(a[key], b[key]) << key;
 }
 
 TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <tuple>
 
 namespace lorvan {
 namespace {
@@ -18,7 +19,6 @@ using platform::writeAudioFile;
 using test::CapturedLog;
 using test::TemporaryDirectory;
 
-// Reads the whole file buffer by buffer and returns its planes.
 std::vector<std::vector<float>> readAll(AudioFile& file, std::uint32_t bufferFrames) {
     std::vector<std::vector<float>> planes(
         static_cast<std::size_t>(file.processingFormat().channelsPerFrame));
@@ -70,13 +70,10 @@ TEST_P(LosslessRoundTrip, decodesEveryFrameExactly) {
         writeAudioFile(path, type == LKAudioFileType::flac ? AudioFileEncoding::flac : AudioFileEncoding::alac,
                        rate, channels, bits, samples);
     auto file = openFFmpegAudioFile(Url::fileURL(path));
-    EXPECT_EQ(file->length(), frames);
-    EXPECT_EQ(file->fileType(), type);
-    EXPECT_EQ(file->bitDepth(), bits);
-    EXPECT_EQ(file->fileFormat().sampleRate, rate);
-    EXPECT_EQ(file->fileFormat().channelsPerFrame, channels);
-    EXPECT_TRUE(file->processingFormat().isProcessingFormat());
-    EXPECT_EQ(file->processingFormat().channelsPerFrame, channels);
+    EXPECT_EQ(std::tuple(file->length(), file->fileType(), file->bitDepth(), file->fileFormat().sampleRate,
+                         file->fileFormat().channelsPerFrame),
+              std::tuple(frames, type, bits, rate, channels));
+    EXPECT_EQ(file->processingFormat(), AudioFormat::processing(rate, channels));
     for (std::uint32_t bufferFrames : {882U, 4096U, 100000U}) {
         SCOPED_TRACE(bufferFrames);
         expectSamplesEqual(readAll(*file, bufferFrames), samples, channels, bits);
@@ -133,9 +130,8 @@ TEST(FFmpegAudioFile, lossyFilesAreGaplessAndSeekConsistently) {
         SCOPED_TRACE(name);
         writeAudioFile(directory.path() / name, encoding, 44100, 2, 16, samples);
         auto file = openFFmpegAudioFile(Url::fileURL(directory.path() / name));
-        EXPECT_EQ(file->fileType(), type);
-        EXPECT_FALSE(file->bitDepth().has_value());
-        EXPECT_EQ(file->length(), frames);
+        EXPECT_EQ(std::tuple(file->fileType(), file->bitDepth(), file->length()),
+                  std::tuple(type, std::nullopt, frames));
         const auto whole = readAll(*file, 4096);
         ASSERT_EQ(static_cast<std::int64_t>(whole[0].size()), file->length());
         // Not silence: the trimmed priming must not have shifted the music out.
@@ -239,9 +235,8 @@ TEST(LKOSStatus, statusCheckPrintsAndThrowsOnlyOnFailure) {
     EXPECT_TRUE(log.text().empty());
     const auto status =
         test::thrown<LKOSStatus>([] { checkStatus(-5, "AudioFileClose", std::nullopt, "closeAndDispose()"); });
-    EXPECT_EQ(status.rawValue, -5);
-    EXPECT_EQ(status.sourceFunction, "closeAndDispose()");
-    EXPECT_EQ(status.operationDescription, "AudioFileClose");
+    EXPECT_EQ(std::tuple(status.rawValue, status.sourceFunction, status.operationDescription),
+              std::tuple(-5, "closeAndDispose()", "AudioFileClose"));
     EXPECT_FALSE(status.audioFileURL.has_value());
     EXPECT_GT(status.sourceLine.value_or(0), 0);
     const auto lines = log.lines();
