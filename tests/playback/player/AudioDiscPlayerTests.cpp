@@ -240,13 +240,12 @@ TEST_F(PlayerTest, PositionsCountNegativeInsidePregapsAndCountDownAfterIndex01An
         SCOPED_TRACE(frame);
         player().seekToFrame(frame, false);
         const auto landed = frame < 0 || frame >= total ? 0 : frame;
-        EXPECT_EQ(player().discFramePosition(), landed);
         const auto p = player().positions();
         EXPECT_TRUE(p.discInPlayer);
-        EXPECT_EQ(p.currentTrackFramePosition, track);
-        EXPECT_EQ(p.currentTrackCountdownFramePosition, trackLeft);
-        EXPECT_EQ(p.discPlaybackFramePosition, disc);
-        EXPECT_EQ(p.discPlaybackCountdownFramePosition, discLeft);
+        EXPECT_EQ(std::tuple(player().discFramePosition(), p.currentTrackFramePosition,
+                             p.currentTrackCountdownFramePosition, p.discPlaybackFramePosition,
+                             p.discPlaybackCountdownFramePosition),
+                  std::tuple(landed, track, trackLeft, disc, discLeft));
         EXPECT_DOUBLE_EQ(p.normalizedDiscPosition, static_cast<double>(landed) / total);
     }
 }
@@ -413,10 +412,9 @@ TEST_F(PlayerTest, ShuffleDrawsToTheEndMovesToTheNewFirstEntryKeepingTheStateAnd
         using Draw = std::pair<std::size_t, std::size_t>;
         EXPECT_THAT(draws, ElementsAre(Draw{0, 3}, Draw{1, 3}, Draw{2, 3}));
         EXPECT_THAT(player().playbackSequence(), ElementsAre(3, 0, 1, 2));
-        EXPECT_EQ(player().state(), before);
-        EXPECT_EQ(player().discFramePosition(), 180'000);
-        EXPECT_EQ(player().currentTrackIndex(), 3);
-        EXPECT_EQ(player().currentPlaybackSequenceIndex(), 0);
+        EXPECT_EQ(std::tuple(player().state(), player().discFramePosition(), player().currentTrackIndex(),
+                             player().currentPlaybackSequenceIndex()),
+                  std::tuple(before, 180'000, 3, 0));
         EXPECT_EQ(recorder.count("sequence"), 1);
         EXPECT_EQ(recorder.count("state 0"), before == State::stopped ? 1 : 0) << "a pause is never a stop";
         EXPECT_EQ(h.node().scheduled.empty(), before == State::stopped) << "read ahead unless stopped";

@@ -107,9 +107,9 @@ TEST(BufferSchedulingTest, SeekingWhileBuffersAreScheduledCountsNoFlushedBuffer)
     const int stops = h.node().stopCount;
     h.player->seekToFrame(1'234'567, false);
     EXPECT_EQ(h.node().stopCount, stops + 1);
-    EXPECT_EQ(h.player->discFramePosition(), 1'234'567);
-    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 0);
-    EXPECT_EQ(h.player->currentDequeIndex(), 0);
+    EXPECT_EQ(std::tuple(h.player->discFramePosition(), h.player->currentlyScheduledBuffers(),
+                         h.player->currentDequeIndex()),
+              std::tuple(1'234'567, 0, 0));
     EXPECT_FALSE(h.player->playbackIsResetting());
 
     h.node().heard.clear();
