@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 
 namespace lorvan {
 namespace {
@@ -57,10 +58,7 @@ TEST_F(SmallFont, ReadsGlyphLinesAndSkipsOthers) {
 
 TEST_F(SmallFont, SetsAGlyphAtTheLeftOfItsNineDotCell) {
     const DotMatrix m = rasterizer.rasterize("A");
-    EXPECT_EQ(m.width, 9);
-    EXPECT_EQ(m.height, 16);
-    EXPECT_EQ(m.characterCount, 1);
-    EXPECT_EQ(m.cellCount, 1);
+    EXPECT_EQ(std::tuple(m.width, m.height, m.characterCount, m.cellCount), std::tuple(9, 16, 1, 1));
     const auto rows = picture(m);
     for (const auto& [row, dots] : {std::pair{3, "........."}, {4, "...##...."}, {5, "..#..#..."},
                                     {9, ".######.."}, {15, "........."}})
@@ -73,17 +71,14 @@ TEST_F(SmallFont, SetsAGlyphAtTheLeftOfItsNineDotCell) {
 
 TEST_F(SmallFont, WideGlyphsTakeTwoCellsAndStayCentred) {
     const DotMatrix m = rasterizer.rasterize("A\u6771A");
-    EXPECT_EQ(m.characterCount, 3);
-    EXPECT_EQ(m.cellCount, 4);
-    EXPECT_EQ(m.width, 36);
+    EXPECT_EQ(std::tuple(m.width, m.height, m.characterCount, m.cellCount), std::tuple(36, 16, 3, 4));
     EXPECT_EQ(picture(m)[2], "..........###############...........");
     EXPECT_EQ(picture(m)[9], ".######.....###########.....######..");
 }
 
 TEST_F(SmallFont, DrawsCombiningMarksOverTheirBase) {
     const DotMatrix m = rasterizer.rasterize("e\u0301");
-    EXPECT_EQ(m.characterCount, 1);
-    EXPECT_EQ(m.cellCount, 1);
+    EXPECT_EQ(std::pair(m.characterCount, m.cellCount), std::pair(1L, 1L));
     const auto rows = picture(m);
     for (const auto& [row, dots] : {std::pair{0, "....##..."}, {1, "..##....."}, {9, ".######.."}})
         EXPECT_EQ(rows[row], dots) << row;
@@ -158,10 +153,8 @@ TEST(DotMatrixRasterizer, SetsTextInTheInstalledUnifont) {
 
     // Accents, decomposed accents, CJK and an emoji outside the font's plane.
     const DotMatrix title = rasterizer.rasterize("Caf\u00E9 e\u0301 \u6771\u4EAC \U0001F3B5");
-    EXPECT_EQ(title.characterCount, 11);
-    EXPECT_EQ(title.cellCount, 13);
-    EXPECT_EQ(title.width, 13 * 9);
-    EXPECT_EQ(title.height, 16);
+    EXPECT_EQ(std::tuple(title.width, title.height, title.characterCount, title.cellCount),
+              std::tuple(13 * 9, 16, 11, 13));
 }
 
 } // namespace

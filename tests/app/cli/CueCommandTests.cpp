@@ -12,7 +12,6 @@ using testing::HasSubstr;
 
 const auto quoted = test::shellQuoted;
 
-/// Runs lorvan-cli with `arguments` (already shell-quoted), standard error discarded.
 test::ProcessRun cli(const std::string& arguments) { return test::runProcess(LORVAN_CLI, arguments); }
 
 TEST(CueCommand, PrintsTheLogAndTablesOfTheDemoSheet) {

@@ -136,7 +136,6 @@ TEST(EngineGraphTest, AMonoDiscReachesBothSpeakersAndAnotherOutputRateKeepsThePi
     EXPECT_NEAR(crossings, 441, 3);
 }
 
-/// The largest step between neighbouring samples.
 float largestStep(const std::vector<float>& samples) {
     std::vector<float> steps(samples.size());
     std::adjacent_difference(samples.begin(), samples.end(), steps.begin());

@@ -28,7 +28,6 @@ using Planes = std::vector<std::vector<float>>;
 void append(Planes& to, const Planes& from);
 /// The first `frames` frames of every plane are `signature` from `firstFrame` on, bit for bit.
 void expectSignature(const Planes& planes, std::int64_t firstFrame, std::size_t frames);
-/// Every plane is silent from frame `from` on.
 void expectSilence(const Planes& planes, std::size_t from = 0);
 
 /// Records data-consumed handlers as they run: their index and their thread.
