@@ -121,16 +121,7 @@ TEST_F(PlayerTest, InsertStopsAtTheFirstTrackIndex01ReportsInOrderAndForgetsTheP
     EXPECT_THAT(player().playbackSequence(), ElementsAre(0, 1, 2, 3));
 }
 
-TEST_F(PlayerTest, LoadConnectsTheGraphInTheProcessingFormatAndStartsTheEngine) {
-    player().load(standardDisc(), false);
-    EXPECT_EQ(h.engine->connectedFormat, AudioFormat::processing(44100, 2));
-    EXPECT_TRUE(h.engine->running);
-    EXPECT_EQ(status(), "stopped 2000");
-    player().load(standardDisc(), true);
-    EXPECT_EQ(status(), "playing 2000");
-}
-
-TEST_F(PlayerTest, OpeningACueSheetLoadsItsDiscAndAFailureKeepsTheDiscInPlace) {
+TEST_F(PlayerTest, LoadingConnectsTheGraphStartsTheEngineAndAFailedOpenKeepsTheDiscInPlace) {
     TemporaryDirectory directory;
     platform::writeAudioFile(directory.path() / "disc.wav", platform::AudioFileEncoding::wave, 44100, 2, 16,
                              std::vector<std::int32_t>(2 * 588 * 40, 0));
@@ -141,14 +132,16 @@ TEST_F(PlayerTest, OpeningACueSheetLoadsItsDiscAndAFailureKeepsTheDiscInPlace) {
     player().openCueSheet(Url::fileURL(sheet), false, services);
     ASSERT_NE(player().disc(), nullptr);
     EXPECT_EQ(player().disc()->tracks.size(), 2U);
-    EXPECT_EQ(status(), "stopped 0");
+    EXPECT_EQ(h.engine->connectedFormat, AudioFormat::processing(44100, 2));
     EXPECT_TRUE(h.engine->running);
+    EXPECT_EQ(status(), "stopped 0");
 
-    player().play();
+    player().load(standardDisc(), true);
+    EXPECT_EQ(status(), "playing 2000");
     const auto disc = player().disc();
-    EXPECT_ANY_THROW(player().openCueSheet(Url::fileURL(directory.path() / "missing.cue"), true, services));
+    EXPECT_ANY_THROW(player().openCueSheet(Url::fileURL(directory.path() / "missing.cue"), false, services));
     EXPECT_EQ(player().disc(), disc);
-    EXPECT_EQ(status(), "playing 0");
+    EXPECT_EQ(status(), "playing 2000");
 }
 
 TEST_F(PlayerTest, StopEjectStopsWhilePlayingThenEjects) {
