@@ -37,8 +37,7 @@ TEST(CueSheetParser, SingleFileWithIndex00Pregaps) {
     EXPECT_EQ(sheet.url, sheetUrl);
     EXPECT_THAT(sheet.filenames, ElementsAre("The Band - The Album.wav"));
     ASSERT_EQ(sheet.tracks.size(), 2u);
-    EXPECT_EQ(sheet.tracks[0].index, 1);
-    EXPECT_EQ(sheet.tracks[1].index, 2);
+    EXPECT_EQ(std::pair(sheet.tracks[0].index, sheet.tracks[1].index), std::pair(1L, 2L));
     EXPECT_THAT(sheet.tracks[1].chapters,
                 ElementsAre(CueSheetChapter{0, 0, 238 * 44100 + 40 * 588}, CueSheetChapter{1, 0, 240 * 44100}));
     EXPECT_FALSE(sheet.tracks[1].fakePregap);
