@@ -26,15 +26,16 @@ run: build
 	@test -f "$(DEMO_DIR)/Lorvan Demo.cue" || "$(CLI)" demo --dir "$(DEMO_DIR)" >/dev/null
 	@"$(CLI)" play "$(DEMO_DIR)/Lorvan Demo.cue" </dev/null
 
-# The playback tests also run under ThreadSanitizer: they are the ones with threads to race.
-PLAYBACK_TESTS := lorvan_playback_engine_tests lorvan_playback_integration_tests $(if $(wildcard tests/playback/player/CMakeLists.txt),lorvan_player_tests)
+# The playback tests also run under ThreadSanitizer: they are the ones with threads to race. The
+# tsan build holds only them, so every test it did not build is left out by name.
+PLAYBACK_TESTS := lorvan_playback_engine_tests lorvan_playback_integration_tests lorvan_player_tests
 
 test: build build-asan
 	ctest --preset default
 	ctest --preset asan
 	@cmake --preset tsan >/dev/null
 	@cmake --build --preset tsan --target $(PLAYBACK_TESTS)
-	ctest --preset tsan -R 'Engine|Player|playback'
+	ctest --preset tsan -E '_NOT_BUILT$$'
 
 fuzz: bootstrap
 	@cmake --preset fuzz >/dev/null
