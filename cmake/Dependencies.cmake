@@ -1,6 +1,4 @@
-# Every third-party library comes from Debian's packages (scripts/bootstrap installs them), except
-# FFmpeg: bootstrap builds Debian's FFmpeg source for audio alone into LORVAN_FFMPEG_PREFIX, as the
-# packaged build drags about 150 video and network libraries into every process that decodes.
+# Every third-party library comes from Debian's packages (scripts/bootstrap installs them).
 find_package(PkgConfig REQUIRED)
 find_package(ICU 72 REQUIRED COMPONENTS uc i18n data)
 find_package(nlohmann_json 3.11 REQUIRED)
@@ -8,12 +6,18 @@ find_package(nlohmann_json 3.11 REQUIRED)
 # Only platform/ and app/ may link these.
 find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui)
 find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
-set(LORVAN_FFMPEG_PREFIX /opt/lorvan/ffmpeg CACHE PATH "Where scripts/bootstrap installs the audio-only FFmpeg")
-list(PREPEND CMAKE_PREFIX_PATH "${LORVAN_FFMPEG_PREFIX}")
+# Debian's FFmpeg is built for every video codec and network protocol and maps about 150 libraries
+# into each process. Whoever wants a lean build can configure FFmpeg for audio alone (the FLAC,
+# WAVE, AIFF, MOV and MP3 demuxers and decoders, and the writers render and the tests use), install
+# it anywhere and point LORVAN_FFMPEG_PREFIX at it; by default the system's FFmpeg is used.
+set(LORVAN_FFMPEG_PREFIX "" CACHE PATH "Prefix of another FFmpeg build to use instead of the system's")
+if(LORVAN_FFMPEG_PREFIX)
+    list(PREPEND CMAKE_PREFIX_PATH "${LORVAN_FFMPEG_PREFIX}")
+endif()
 pkg_check_modules(AUDIO_FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
-if(NOT AUDIO_FFMPEG_libavcodec_PREFIX STREQUAL LORVAN_FFMPEG_PREFIX)
-    message(WARNING "Using the FFmpeg in ${AUDIO_FFMPEG_libavcodec_PREFIX}: it works, but loads far more "
-                    "libraries than Lorvan needs. Run scripts/bootstrap to build the audio-only one.")
+if(LORVAN_FFMPEG_PREFIX AND NOT AUDIO_FFMPEG_libavcodec_PREFIX STREQUAL LORVAN_FFMPEG_PREFIX)
+    message(FATAL_ERROR "LORVAN_FFMPEG_PREFIX is ${LORVAN_FFMPEG_PREFIX}, but pkg-config found FFmpeg in "
+                        "${AUDIO_FFMPEG_libavcodec_PREFIX}: is lib/pkgconfig there?")
 endif()
 pkg_check_modules(TAGLIB REQUIRED IMPORTED_TARGET taglib)
 pkg_check_modules(PORTAUDIO REQUIRED IMPORTED_TARGET portaudio-2.0)
