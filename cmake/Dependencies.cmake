@@ -26,6 +26,7 @@ pkg_check_modules(SOXR REQUIRED IMPORTED_TARGET soxr)
 
 if(LORVAN_APPS)
     find_package(CLI11 REQUIRED)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets Svg)
 endif()
 
 if(LORVAN_TESTS)
