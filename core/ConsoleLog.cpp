@@ -1,12 +1,29 @@
 #include "core/ConsoleLog.hpp"
 
 #include <atomic>
+#include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace lorvan {
 namespace {
 std::atomic<std::FILE*> logStream{nullptr};
+
+struct Observers {
+    std::mutex mutex;
+    std::vector<std::pair<std::uint64_t, ConsoleLog::Observer>> list;
+    std::uint64_t nextID = 1;
+    /// Read without the lock on every write, so that a log nobody watches costs nothing more.
+    std::atomic<bool> any{false};
+};
+
+Observers& observers() {
+    // Never destroyed: threads may still log while static destructors run at exit.
+    static Observers* const instance = new Observers;
+    return *instance;
 }
+} // namespace
 
 void ConsoleLog::setOutput(std::FILE* stream) {
     logStream.store(stream, std::memory_order_release);
@@ -29,6 +46,28 @@ void ConsoleLog::write(std::string_view text, std::string_view terminator) {
     // No flush per line: a sheet logs hundreds of lines and the stream is flushed at exit
     // (and by fatalError before it aborts).
     std::fwrite(line.data(), 1, line.size(), output());
+
+    Observers& watching = observers();
+    if (!watching.any.load(std::memory_order_acquire)) return;
+    const std::lock_guard lock(watching.mutex);
+    for (const auto& [id, observer] : watching.list)
+        observer(text);
+}
+
+std::uint64_t ConsoleLog::addObserver(Observer observer) {
+    Observers& watching = observers();
+    const std::lock_guard lock(watching.mutex);
+    const std::uint64_t id = watching.nextID++;
+    watching.list.emplace_back(id, std::move(observer));
+    watching.any.store(true, std::memory_order_release);
+    return id;
+}
+
+void ConsoleLog::removeObserver(std::uint64_t id) {
+    Observers& watching = observers();
+    const std::lock_guard lock(watching.mutex);
+    std::erase_if(watching.list, [id](const auto& entry) { return entry.first == id; });
+    watching.any.store(!watching.list.empty(), std::memory_order_release);
 }
 
 } // namespace lorvan

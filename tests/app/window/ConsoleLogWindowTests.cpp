@@ -1,0 +1,80 @@
+#include "WindowTestSupport.hpp"
+#include "app/window/ConsoleLogWindow.hpp"
+#include "core/ConsoleLog.hpp"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QPlainTextEdit>
+#include <QTemporaryDir>
+#include <QTextBlock>
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace lorvan {
+namespace {
+
+/// Runs the event loop until `done` holds or five seconds pass (a safety net, not a timing).
+template <class Predicate> bool processEventsUntil(Predicate done) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done() && timer.elapsed() < 5000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    return done();
+}
+
+TEST(ConsoleLogWindow, ShowsEarlierLinesAndLinesWrittenFromOtherThreadsInBatches) {
+    test::application();
+    ConsoleLog::discard();
+    ConsoleLogRecord record(/*maximumLines=*/500);
+    ConsoleLog::write("before the window: Ünïcode ✓");
+
+    int batches = 0;
+    QObject::connect(&record, &ConsoleLogRecord::linesAppended, [&](const QStringList&) { ++batches; });
+    processEventsUntil([&] { return record.lines().size() == 1; });
+    ConsoleLogWindow window(record);
+    EXPECT_EQ(window.textView()->toPlainText(), QString::fromUtf8("before the window: Ünïcode ✓"));
+    EXPECT_TRUE(window.textView()->isReadOnly());
+    EXPECT_TRUE(window.textView()->textInteractionFlags() & Qt::TextSelectableByMouse);
+
+    const int before = batches;
+    std::thread writer([] {
+        for (int i = 0; i < 300; ++i)
+            ConsoleLog::write("worker line " + std::to_string(i));
+    });
+    writer.join();
+    ASSERT_TRUE(processEventsUntil([&] { return record.lines().size() == 301; }));
+    EXPECT_LT(batches - before, 300) << "lines written in a burst reach the main thread together";
+    EXPECT_EQ(window.textView()->blockCount(), 301);
+    EXPECT_EQ(window.textView()->document()->findBlockByNumber(300).text(), "worker line 299");
+    EXPECT_EQ(window.textView()->document()->findBlockByNumber(1).text(), "worker line 0");
+
+    // The record keeps the newest lines only.
+    for (int i = 0; i < 400; ++i)
+        ConsoleLog::write("more " + std::to_string(i));
+    ASSERT_TRUE(processEventsUntil([&] { return record.lines().back() == "more 399"; }));
+    EXPECT_EQ(record.lines().size(), 500);
+    EXPECT_EQ(record.lines().front(), "worker line 200");
+    ConsoleLog::setOutput(nullptr);
+}
+
+TEST(ConsoleLogWindow, SavesWhatItShowsAsUtf8) {
+    test::application();
+    ConsoleLog::discard();
+    ConsoleLogRecord record;
+    ConsoleLog::write("first ✓");
+    ConsoleLog::write("second");
+    ASSERT_TRUE(processEventsUntil([&] { return record.lines().size() == 2; }));
+    ConsoleLogWindow window(record);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log.txt");
+    ASSERT_TRUE(window.saveTo(path));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), QByteArray("first \xE2\x9C\x93\nsecond\n"));
+    EXPECT_FALSE(window.saveTo(folder.filePath("missing/folder/log.txt")));
+    ConsoleLog::setOutput(nullptr);
+}
+
+} // namespace
+} // namespace lorvan
