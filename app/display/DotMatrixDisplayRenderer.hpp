@@ -1,5 +1,6 @@
 #pragma once
 
+#include "presentation/DisplayState.hpp"
 #include "presentation/DotMatrixRasterizer.hpp"
 #include "presentation/LCTheme.hpp"
 #include "presentation/UserUISettings.hpp"
@@ -13,25 +14,6 @@
 #include <vector>
 
 namespace lorvan {
-
-/// What the display shows, as plain values: the window's view model fills it each frame.
-struct DisplayState {
-    std::string statusLeft;  // e.g. "TRACK 02"
-    std::string statusRight; // e.g. "INDEX 01"
-    std::string time;        // large seven-segment digits, e.g. "-0:02"
-    std::string timeLabel;   // beside the digits, e.g. "PREGAP"
-    std::string title;
-    std::string subtitle;
-    double progress = 0;            // cursor position, 0...1 of the disc or track
-    std::vector<double> cueMarkers; // 0...1, where the navigator's markers stand
-    double levelLeft = 0;           // 0...1
-    double levelRight = 0;          // 0...1
-    double buffering = 0;           // 0...1 of the read-ahead
-
-    /// A typical moment: the pregap before track 2, a title that needs more than ASCII, both
-    /// meters and the read-ahead busy. Previews and the benchmark draw it.
-    [[nodiscard]] static DisplayState typical();
-};
 
 /// The display's size and its matrix geometry, in points; `scale` is pixels per point.
 struct DisplayGeometry {
