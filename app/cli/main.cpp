@@ -1,10 +1,11 @@
 #include "Commands.hpp"
+#include "app/identity/Identity.hpp"
 
 #include <cstdio>
 
 int main(int argc, char** argv) {
     CLI::App app{"lorvan-cli: reads and plays audio CDs ripped to files", "lorvan-cli"};
-    app.set_version_flag("--version", std::string("lorvan-cli ") + LORVAN_VERSION);
+    app.set_version_flag("--version", "lorvan-cli " + std::string(lorvan::identity::version()));
     app.require_subcommand(1);
 
     int status = lorvan::cli::exitSuccess;
