@@ -366,15 +366,24 @@ void DotMatrixDisplayRenderer::render(QImage& target, const DisplayState& state,
                                       double brightness, const DisplayGeometry& requested) {
     const DisplayGeometry geometry = sanitized(requested);
     const DisplayLayout l = layout(geometry);
-    const double scale = geometry.scale;
-    const QSize pixels(std::max(1, static_cast<int>(std::lround(geometry.width * scale))),
-                       std::max(1, static_cast<int>(std::lround(geometry.height * scale))));
+    const QSize pixels(std::max(1, static_cast<int>(std::lround(geometry.width * geometry.scale))),
+                       std::max(1, static_cast<int>(std::lround(geometry.height * geometry.scale))));
     if (target.size() != pixels || target.format() != QImage::Format_ARGB32_Premultiplied)
         target = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
     const float bright =
         static_cast<float>(std::isfinite(brightness) ? std::clamp(brightness, 0.0, 1.0) : 1.0);
 
-    // 1. What the dots show.
+    putContent(state, l, theme);
+    paintBackground(target, theme, bright);
+    blurHalo(theme, geometry, bright);
+    paintHalo(target, l, theme, geometry);
+    paintDots(target, l, theme, geometry, bright);
+    paintGlass(target, theme, geometry.scale);
+    blurImage(target, theme.overallBlur * geometry.scale);
+}
+
+void DotMatrixDisplayRenderer::putContent(const DisplayState& state, const DisplayLayout& l,
+                                          const LCTheme& theme) {
     columns_ = l.columns;
     rows_ = l.rows;
     const auto dotCount = static_cast<std::size_t>(columns_ * rows_);
@@ -401,12 +410,13 @@ void DotMatrixDisplayRenderer::render(QImage& target, const DisplayState& state,
     putText("R", l.rightMeter, theme);
     putMeter(state.levelRight, l.meterSegments, theme.volumeColorMap, l.rightMeter.adjusted(13, 0, 0, 0),
              theme);
+}
 
+void DotMatrixDisplayRenderer::paintBackground(QImage& target, const LCTheme& theme, float bright) {
+    // The screen behind the dots, dimmed with the brightness like a backlight.
     QPainter painter(&target);
-    const QRectF all(0, 0, pixels.width(), pixels.height());
-
-    // 2. The screen behind the dots, dimmed with the brightness like a backlight.
-    QLinearGradient background(0, 0, 0, pixels.height());
+    const QRectF all(0, 0, target.width(), target.height());
+    QLinearGradient background(0, 0, 0, target.height());
     const auto& colors = theme.backgroundColors;
     if (colors.empty()) background.setColorAt(0, Qt::black);
     for (std::size_t i = 0; i < colors.size(); ++i)
@@ -417,11 +427,12 @@ void DotMatrixDisplayRenderer::render(QImage& target, const DisplayState& state,
     painter.fillRect(all, background);
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
     if (bright < 1) painter.fillRect(all, QColor::fromRgbF(0, 0, 0, (1 - bright) * 0.6f));
+}
 
-    // 3. The halo: the lit dots' glow colours blurred twice, drawn under the dots.
+void DotMatrixDisplayRenderer::blurHalo(const LCTheme& theme, const DisplayGeometry& geometry, float bright) {
+    // The lit dots' glow colours blurred twice. The wide layer B is soft anyway: it is blurred at
+    // half the grid's resolution, which makes it four times cheaper, and sampled back bilinearly.
     const double dotsPerPoint = 1.0 / geometry.dotSize;
-    // The wide layer B is soft anyway: it is blurred at half the grid's resolution, which makes
-    // it four times cheaper, and sampled back bilinearly.
     haloA_ = glow_;
     gaussianBlur(haloA_, scratch_, columns_, rows_, theme.haloRadiusA * dotsPerPoint);
     long halfColumns = 0, halfRows = 0;
@@ -468,17 +479,27 @@ void DotMatrixDisplayRenderer::render(QImage& target, const DisplayState& state,
                      (static_cast<QRgb>(c[1] * 255 + 0.5f) << 8) | static_cast<QRgb>(c[2] * 255 + 0.5f);
         }
     }
-    if (columns_ > 0 && rows_ > 0) {
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(QRectF((l.originX + theme.haloX) * scale, (l.originY + theme.haloY) * scale,
-                                 static_cast<double>(columns_) * geometry.dotSize * scale,
-                                 static_cast<double>(rows_) * geometry.dotSize * scale),
-                          haloImage_);
-    }
-    painter.end();
+}
 
-    // 4. The dots themselves: a square lit cell with a gap to its neighbours, unlit dots in the
-    // matrix colour at the theme's off opacity.
+void DotMatrixDisplayRenderer::paintHalo(QImage& target, const DisplayLayout& l, const LCTheme& theme,
+                                         const DisplayGeometry& geometry) const {
+    // Under the dots, shifted by the theme's offset.
+    if (columns_ <= 0 || rows_ <= 0) return;
+    const double scale = geometry.scale;
+    QPainter painter(&target);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(QRectF((l.originX + theme.haloX) * scale, (l.originY + theme.haloY) * scale,
+                             static_cast<double>(columns_) * geometry.dotSize * scale,
+                             static_cast<double>(rows_) * geometry.dotSize * scale),
+                      haloImage_);
+}
+
+void DotMatrixDisplayRenderer::paintDots(QImage& target, const DisplayLayout& l, const LCTheme& theme,
+                                         const DisplayGeometry& geometry, float bright) const {
+    // A square lit cell with a gap to its neighbours, unlit dots in the matrix colour at the
+    // theme's off opacity.
+    const double scale = geometry.scale;
+    const auto dotCount = static_cast<std::size_t>(columns_ * rows_);
     const Pixel off =
         theme.matrixEffect ? premultiplied(theme.matrix, static_cast<float>(theme.offOpacity)) : Pixel{};
     std::vector<std::uint32_t> dotColor(dotCount);
@@ -503,14 +524,14 @@ void DotMatrixDisplayRenderer::render(QImage& target, const DisplayState& state,
         }
     };
     std::vector<long> columnOf, rowOf;
-    axis(pixels.width(), l.originX, columns_, columnOf);
-    axis(pixels.height(), l.originY, rows_, rowOf);
-    for (int y = 0; y < pixels.height(); ++y) {
+    axis(target.width(), l.originX, columns_, columnOf);
+    axis(target.height(), l.originY, rows_, rowOf);
+    for (int y = 0; y < target.height(); ++y) {
         const long row = rowOf[static_cast<std::size_t>(y)];
         if (row < 0) continue;
         auto* line = reinterpret_cast<std::uint32_t*>(target.scanLine(y));
         const std::uint32_t* colorsOfRow = &dotColor[static_cast<std::size_t>(row * columns_)];
-        for (int x = 0; x < pixels.width(); ++x) {
+        for (int x = 0; x < target.width(); ++x) {
             const long column = columnOf[static_cast<std::size_t>(x)];
             if (column < 0) continue;
             const std::uint32_t src = colorsOfRow[column];
@@ -524,38 +545,38 @@ void DotMatrixDisplayRenderer::render(QImage& target, const DisplayState& state,
             line[x] = src + (rb | (ag << 8));
         }
     }
+}
 
-    // 5. The glass: inner shadows under the top and over the bottom edge, a slanted reflection.
-    painter.begin(&target);
+void DotMatrixDisplayRenderer::paintGlass(QImage& target, const LCTheme& theme, double scale) {
+    // Inner shadows under the top and over the bottom edge, then a slanted reflection.
+    const int width = target.width(), height = target.height();
+    QPainter painter(&target);
     if (theme.topBorderShadowSize > 0) {
         QLinearGradient top(0, 0, 0, theme.topBorderShadowSize * scale);
         top.setColorAt(0, qColor(theme.topBorderShadowColor));
         top.setColorAt(1, qColor(theme.topBorderShadowColor.withAlpha(0)));
-        painter.fillRect(QRectF(0, 0, pixels.width(), theme.topBorderShadowSize * scale), top);
+        painter.fillRect(QRectF(0, 0, width, theme.topBorderShadowSize * scale), top);
     }
     if (theme.bottomBorderShadowSize > 0) {
         const double size = theme.bottomBorderShadowSize * scale;
-        QLinearGradient bottom(0, pixels.height(), 0, pixels.height() - size);
+        QLinearGradient bottom(0, height, 0, height - size);
         bottom.setColorAt(0, qColor(theme.bottomBorderShadowColor));
         bottom.setColorAt(1, qColor(theme.bottomBorderShadowColor.withAlpha(0)));
-        painter.fillRect(QRectF(0, pixels.height() - size, pixels.width(), size), bottom);
+        painter.fillRect(QRectF(0, height - size, width, size), bottom);
     }
     if (theme.glassReflectColor.alpha > 0) {
         QPainterPath glass;
         glass.moveTo(0, 0);
-        glass.lineTo(pixels.width(), 0);
-        glass.lineTo(pixels.width(), pixels.height() * 0.22);
-        glass.lineTo(0, pixels.height() * 0.46);
+        glass.lineTo(width, 0);
+        glass.lineTo(width, height * 0.22);
+        glass.lineTo(0, height * 0.46);
         glass.closeSubpath();
-        QLinearGradient reflect(0, 0, 0, pixels.height() * 0.46);
+        QLinearGradient reflect(0, 0, 0, height * 0.46);
         reflect.setColorAt(0, qColor(theme.glassReflectColor));
         reflect.setColorAt(1,
                            qColor(theme.glassReflectColor.withAlpha(theme.glassReflectColor.alpha * 0.25)));
         painter.fillPath(glass, reflect);
     }
-    painter.end();
-
-    blurImage(target, theme.overallBlur * scale);
 }
 
 } // namespace lorvan

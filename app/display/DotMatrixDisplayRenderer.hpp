@@ -77,6 +77,19 @@ public:
 private:
     using Pixel = std::array<float, 4>; // premultiplied red, green, blue, alpha
 
+    // The steps of a frame, in order.
+    /// Sets what each dot shows (`lit_`) and how it glows (`glow_`).
+    void putContent(const DisplayState& state, const DisplayLayout& layout, const LCTheme& theme);
+    static void paintBackground(QImage& target, const LCTheme& theme, float brightness);
+    /// Blurs the glow into the two halo layers and fills `haloImage_`, one pixel per dot.
+    void blurHalo(const LCTheme& theme, const DisplayGeometry& geometry, float brightness);
+    void paintHalo(QImage& target, const DisplayLayout& layout, const LCTheme& theme,
+                   const DisplayGeometry& geometry) const;
+    void paintDots(QImage& target, const DisplayLayout& layout, const LCTheme& theme,
+                   const DisplayGeometry& geometry, float brightness) const;
+    /// Inner shadows and the glass reflection.
+    static void paintGlass(QImage& target, const LCTheme& theme, double scale);
+
     const DotMatrix& textDots(const std::string& text);
     /// Coverage (0...1) of `text` set in the seven-segment face, `height` dots tall.
     const std::pair<long, std::vector<float>>& sevenSegmentCoverage(const std::string& text, long height);
