@@ -3,10 +3,7 @@
 #include "Commands.hpp"
 #include "core/ConsoleLog.hpp"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
 
 namespace lorvan::cli {
 namespace {
@@ -31,29 +28,6 @@ std::string refusalLine(const LocalizedError& error) {
     return line;
 }
 
-InputError::InputError(std::string kind, std::filesystem::path path, std::string description, std::string reason)
-    : LocalizedError(description)
-    , kind_(std::move(kind))
-    , path_(std::move(path))
-    , description_(std::move(description))
-    , reason_(std::move(reason)) {}
-
-Url readableFileUrl(const std::filesystem::path& path) {
-    std::error_code error;
-    const auto status = std::filesystem::status(path, error);
-    const std::string shown = "'" + path.string() + "'";
-    if (!std::filesystem::exists(status))
-        throw InputError("fileNotFound", path, "Couldn't open " + shown, "No such file or directory.");
-    if (std::filesystem::is_directory(status))
-        throw InputError("isADirectory", path, "Couldn't open " + shown, "It is a directory, not a file.");
-    std::ifstream probe(path, std::ios::binary);
-    if (!probe) {
-        const std::string reason = std::strerror(errno);
-        throw InputError("fileNotReadable", path, "Couldn't read " + shown, reason + ".");
-    }
-    return Url::fileURL(path);
-}
-
 int reportRefusal(const LocalizedError& error, bool json) {
     if (json) {
         std::printf("%s\n", errorJson(error).dump(2).c_str());
@@ -68,6 +42,8 @@ int reportRefusal(const LocalizedError& error, bool json) {
     return exitRefused;
 }
 
-void useStandardErrorForLog() { ConsoleLog::setOutput(stderr); }
+void useStandardErrorForLog() {
+    ConsoleLog::setOutput(stderr);
+}
 
 } // namespace lorvan::cli

@@ -1,6 +1,7 @@
 #include "CliSupport.hpp"
 #include "Commands.hpp"
 #include "PlaybackSupport.hpp"
+#include "app/session/DiscOpening.hpp"
 #include "core/ConsoleLog.hpp"
 #include "cuesheet/CueSheetJson.hpp"
 #include "disc/AudioDisc.hpp"
@@ -75,7 +76,7 @@ nlohmann::json discJson(const AudioDisc& disc) {
 int runInfo(const std::string& path, bool json) {
     if (json) useStandardErrorForLog();
     try {
-        const AudioDisc disc = assembleDisc(path);
+        const AudioDisc disc = openDisc(path);
         if (json) std::printf("%s\n", discJson(disc).dump(2).c_str());
         return exitSuccess;
     } catch (const LocalizedError& error) {

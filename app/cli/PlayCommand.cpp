@@ -1,8 +1,9 @@
 #include "CliSupport.hpp"
 #include "Commands.hpp"
 #include "PlaybackSupport.hpp"
-#include "QtMainThreadExecutor.hpp"
 #include "TerminalStatus.hpp"
+#include "app/session/DiscOpening.hpp"
+#include "app/session/QtMainThreadExecutor.hpp"
 #include "core/ConsoleLog.hpp"
 #include "platform/PortAudioOutput.hpp"
 #include "platform/QtUserDefaults.hpp"
@@ -162,7 +163,7 @@ int runPlay(const PlayArguments& arguments) {
 
     std::optional<AudioDisc> disc;
     try {
-        disc = assembleDisc(arguments.path);
+        disc = openDisc(arguments.path);
     } catch (const LocalizedError& error) {
         return reportRefusal(error, false);
     }

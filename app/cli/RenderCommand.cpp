@@ -1,6 +1,7 @@
 #include "CliSupport.hpp"
 #include "Commands.hpp"
 #include "PlaybackSupport.hpp"
+#include "app/session/DiscOpening.hpp"
 #include "core/ConsoleLog.hpp"
 #include "platform/FFmpegAudioEncoder.hpp"
 #include "platform/SoxrResampler.hpp"
@@ -72,7 +73,7 @@ int runRender(const RenderArguments& arguments) {
 
     bool wroteOutput = false;
     try {
-        AudioDisc disc = assembleDisc(arguments.path);
+        AudioDisc disc = openDisc(arguments.path);
         const AudioFormat source = disc.data->audioFiles().front()->processingFormat();
         const platform::PCMSampleFormat chosen = format.value_or(defaultFormat(disc, *encoding));
         platform::AudioStreamWriter writer(output, *encoding, static_cast<int>(source.sampleRate),

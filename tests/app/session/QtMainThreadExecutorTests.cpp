@@ -1,4 +1,4 @@
-#include "app/cli/QtMainThreadExecutor.hpp"
+#include "app/session/QtMainThreadExecutor.hpp"
 
 #include <QCoreApplication>
 #include <QTimer>
