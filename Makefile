@@ -3,7 +3,7 @@ SHELL := /bin/bash
 CLI := build/default/app/cli/lorvan-cli
 DEMO := data/demo/Lorvan Demo.cue
 
-.PHONY: run test bootstrap build build-asan fuzz bench format clean
+.PHONY: run test bootstrap build build-asan package fuzz bench format clean
 
 bootstrap:
 	@scripts/bootstrap
@@ -15,6 +15,10 @@ build: bootstrap
 build-asan: bootstrap
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan
+
+# A .deb of the default build in build/default/package; its dependencies come from dpkg-shlibdeps.
+package: build
+	@cmake --build --preset default --target package
 
 # The demo disc is generated on first run into the cache folder, then played to its end through
 # the sound device (the null output, with a warning, when there is none). Standard input is not
