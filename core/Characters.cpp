@@ -88,4 +88,32 @@ std::string firstCharacter(std::string_view text) {
     return std::string(text.substr(0, end));
 }
 
+std::string escapedControlCharacters(std::string_view text) {
+    const auto isControl = [](unsigned char c) { return (c < 0x20 && c != '\n' && c != '\t') || c == 0x7F; };
+    const auto isC1 = [&](std::size_t i) {
+        return static_cast<unsigned char>(text[i]) == 0xC2 && i + 1 < text.size() &&
+               static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+               static_cast<unsigned char>(text[i + 1]) <= 0x9F;
+    };
+    // Most lines have none: they are returned without building anything.
+    std::size_t first = 0;
+    while (first < text.size() && !isControl(static_cast<unsigned char>(text[first])) && !isC1(first))
+        ++first;
+    if (first == text.size()) return std::string(text);
+    static constexpr char hex[] = "0123456789ABCDEF";
+    std::string escaped(text.substr(0, first));
+    for (std::size_t i = first; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (isControl(c)) {
+            escaped += {'\\', 'x', hex[c >> 4], hex[c & 0xF]};
+        } else if (isC1(i)) {
+            const auto code = static_cast<unsigned char>(text[++i]);
+            escaped += {'\\', 'u', '0', '0', hex[code >> 4], hex[code & 0xF]};
+        } else {
+            escaped += static_cast<char>(c);
+        }
+    }
+    return escaped;
+}
+
 } // namespace lorvan

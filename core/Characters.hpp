@@ -16,4 +16,9 @@ namespace lorvan {
 /// The first grapheme cluster of `text`, or an empty string for an empty text.
 [[nodiscard]] std::string firstCharacter(std::string_view text);
 
+/// `text` safe to write to a terminal: the C0 controls other than line feed and tab, DEL and
+/// the C1 controls (U+0080 to U+009F) are shown as "\x1B" or "\u009B". A cue sheet's title or a
+/// file name can carry escape sequences that would retitle the window or clear the screen.
+[[nodiscard]] std::string escapedControlCharacters(std::string_view text);
+
 } // namespace lorvan

@@ -1,5 +1,7 @@
 #include "core/ConsoleLog.hpp"
 
+#include "core/Characters.hpp"
+
 #include <atomic>
 #include <mutex>
 #include <string>
@@ -23,7 +25,17 @@ Observers& observers() {
     static Observers* const instance = new Observers;
     return *instance;
 }
+
+thread_local int silenced = 0;
 } // namespace
+
+ConsoleLog::ThreadSilence::ThreadSilence() {
+    ++silenced;
+}
+
+ConsoleLog::ThreadSilence::~ThreadSilence() {
+    --silenced;
+}
 
 void ConsoleLog::setOutput(std::FILE* stream) {
     logStream.store(stream, std::memory_order_release);
@@ -40,9 +52,12 @@ std::FILE* ConsoleLog::output() {
 }
 
 void ConsoleLog::write(std::string_view text, std::string_view terminator) {
-    std::string line;
-    line.reserve(text.size() + terminator.size());
-    line.append(text).append(terminator);
+    if (silenced > 0) return;
+    // Texts from cue sheets and file names reach the terminal here; their control characters
+    // must not act on it.
+    std::string line = escapedControlCharacters(text);
+    const std::size_t shown = line.size();
+    line.append(terminator);
     // No flush per line: a sheet logs hundreds of lines and the stream is flushed at exit
     // (and by fatalError before it aborts).
     std::fwrite(line.data(), 1, line.size(), output());
@@ -51,7 +66,7 @@ void ConsoleLog::write(std::string_view text, std::string_view terminator) {
     if (!watching.any.load(std::memory_order_acquire)) return;
     const std::lock_guard lock(watching.mutex);
     for (const auto& [id, observer] : watching.list)
-        observer(text);
+        observer(std::string_view(line).substr(0, shown));
 }
 
 std::uint64_t ConsoleLog::addObserver(Observer observer) {

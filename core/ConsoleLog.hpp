@@ -21,14 +21,24 @@ public:
     /// Writes `text` followed by `terminator` as one write. Write errors are ignored.
     static void write(std::string_view text, std::string_view terminator = "\n");
 
-    /// Sees each text written, without its terminator, on the writing thread, after the write.
-    /// Observers are called one line at a time under the log's lock: they must return quickly
-    /// (hand the line to another thread) and must not write to the log themselves.
+    /// Sees each text written (control characters escaped as written), without its terminator, on the writing
+    /// thread, after the write. Observers are called one line at a time under the log's lock: they must
+    /// return quickly (hand the line to another thread) and must not write to the log themselves.
     using Observer = std::function<void(std::string_view text)>;
     /// Any thread. A write with no observer costs one atomic load more than before.
     [[nodiscard]] static std::uint64_t addObserver(Observer observer);
     /// Any thread. Once it returns, the observer is no longer running and is never called again.
     static void removeObserver(std::uint64_t id);
+
+    /// While one exists, the lines written by its own thread are dropped (other threads log as
+    /// usual): for retries whose failure has already been logged once. Nests.
+    class ThreadSilence {
+    public:
+        ThreadSilence();
+        ~ThreadSilence();
+        ThreadSilence(const ThreadSilence&) = delete;
+        ThreadSilence& operator=(const ThreadSilence&) = delete;
+    };
 };
 
 } // namespace lorvan

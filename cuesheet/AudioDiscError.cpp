@@ -18,6 +18,8 @@ std::string descriptionOf(AudioDiscError::Kind kind) {
         return "No audio file";
     case Kind::innacurateDiscFromMultiplePregapOrPostgap:
         return "Innacurate Disc";
+    case Kind::notARegularFile:
+        return "Couldn't read audio file";
     }
     return {};
 }
@@ -43,6 +45,8 @@ std::string AudioDiscError::kindName() const {
         return "noAudioFileInDirectory";
     case Kind::innacurateDiscFromMultiplePregapOrPostgap:
         return "innacurateDiscFromMultiplePregapOrPostgap";
+    case Kind::notARegularFile:
+        return "notARegularFile";
     }
     return {};
 }
@@ -67,12 +71,17 @@ std::optional<std::string> AudioDiscError::failureReason() const {
         return "The cue sheet contains a 'POSTGAP' command or a 'PREGAP' command on a track other than the "
                "first "
                "one. This indicates that the disc was not ripped accurately.";
+    case Kind::notARegularFile:
+        return "'" + fileName_ +
+               "' is not a regular file; a folder, a pipe or a device cannot be read as audio.";
     }
     return std::nullopt;
 }
 
 std::optional<std::string> AudioDiscError::value() const {
-    if (kind_ == Kind::audioFileNotFound || kind_ == Kind::cueSheetFileNotFound) return fileName_;
+    if (kind_ == Kind::audioFileNotFound || kind_ == Kind::cueSheetFileNotFound ||
+        kind_ == Kind::notARegularFile)
+        return fileName_;
     return std::nullopt;
 }
 

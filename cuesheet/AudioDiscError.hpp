@@ -18,9 +18,11 @@ public:
         directoryDoesntExist,
         noAudioFileInDirectory,
         innacurateDiscFromMultiplePregapOrPostgap,
+        /// A FILE entry names a folder, a pipe or a device: reading it would block or never end.
+        notARegularFile,
     };
 
-    /// `fileName` is the payload of `audioFileNotFound` and `cueSheetFileNotFound`.
+    /// `fileName` is the payload of `audioFileNotFound`, `cueSheetFileNotFound` and `notARegularFile`.
     explicit AudioDiscError(Kind kind, std::string fileName = {});
 
     [[nodiscard]] Kind kind() const { return kind_; }

@@ -67,35 +67,120 @@ std::optional<std::string> convert(std::string_view bytes, const char* from) {
     return out;
 }
 
-std::optional<std::string> readAll(const std::filesystem::path& path) {
-    std::error_code ignored;
-    if (std::filesystem::is_directory(path, ignored)) return std::nullopt;
+struct Read {
+    std::optional<std::string> bytes;
+    bool tooLarge = false;
+};
+
+Read readAll(const std::filesystem::path& path) {
+    // Reads one byte past the limit, so that a file growing after the size check is caught too.
     std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
-    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (file.bad()) return std::nullopt;
-    return bytes;
+    if (!file) return {};
+    std::string bytes(TextFileDecoderError::maximumFileSize + 1, '\0');
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (file.bad()) return {};
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    if (bytes.size() > TextFileDecoderError::maximumFileSize) return {std::nullopt, true};
+    return {std::move(bytes), false};
+}
+
+[[noreturn]] void refuse(TextFileDecoderError::Kind kind, const Url& url) {
+    const TextFileDecoderError error(kind, url.lastPathComponent());
+    LogEntry::error(error).print();
+    throw error;
 }
 
 } // namespace
 
-TextFileDecoderError::TextFileDecoderError(Kind kind)
-    : LocalizedError(kind == Kind::dummy ? "Dummy placeholder error message"
-                                         : "The URL provided does not point to a file")
-    , kind_(kind) {}
+namespace {
+
+const char* descriptionOf(TextFileDecoderError::Kind kind) {
+    using Kind = TextFileDecoderError::Kind;
+    switch (kind) {
+    case Kind::dummy:
+        return "Dummy placeholder error message";
+    case Kind::notAFileURL:
+        return "The URL provided does not point to a file";
+    case Kind::notARegularFile:
+    case Kind::fileTooLarge:
+    case Kind::notText:
+        return "Not a cue sheet";
+    }
+    return "";
+}
+
+} // namespace
+
+TextFileDecoderError::TextFileDecoderError(Kind kind, std::string fileName)
+    : LocalizedError(descriptionOf(kind))
+    , kind_(kind)
+    , fileName_(std::move(fileName)) {}
 
 std::string TextFileDecoderError::kindName() const {
-    return kind_ == Kind::dummy ? "dummy" : "notAFileURL";
+    switch (kind_) {
+    case Kind::dummy:
+        return "dummy";
+    case Kind::notAFileURL:
+        return "notAFileURL";
+    case Kind::notARegularFile:
+        return "notARegularFile";
+    case Kind::fileTooLarge:
+        return "fileTooLarge";
+    case Kind::notText:
+        return "notText";
+    }
+    return {};
 }
 
 std::optional<std::string> TextFileDecoderError::errorDescription() const {
     return std::string(what());
 }
 
+std::optional<std::string> TextFileDecoderError::failureReason() const {
+    const std::string name = "'" + fileName_ + "'";
+    switch (kind_) {
+    case Kind::dummy:
+    case Kind::notAFileURL:
+        return std::nullopt;
+    case Kind::notARegularFile:
+        return name + " is not a regular file; a folder, a pipe or a device cannot be read as a cue sheet.";
+    case Kind::fileTooLarge:
+        return name + " is larger than 1 MiB, far more than any cue sheet.";
+    case Kind::notText:
+        return name + " holds binary data (NUL bytes), not the text of a cue sheet.";
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> TextFileDecoderError::value() const {
+    if (kind_ == Kind::dummy || kind_ == Kind::notAFileURL) return std::nullopt;
+    return fileName_;
+}
+
 std::string TextFileDecoder::decode(const Url& url) {
     if (!url.isFileURL()) throw TextFileDecoderError(TextFileDecoderError::Kind::notAFileURL);
     log("Decoding cue file", url.lastPathComponent());
-    if (auto bytes = readAll(url.path())) return decode(*bytes, {});
+    // Checked before anything is opened: opening a pipe blocks until a writer comes, and a
+    // device such as /dev/zero never ends.
+    std::error_code statusError;
+    const auto status = std::filesystem::status(url.path(), statusError);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        refuse(TextFileDecoderError::Kind::notARegularFile, url);
+    if (std::filesystem::is_regular_file(status)) {
+        std::error_code sizeError;
+        const auto size = std::filesystem::file_size(url.path(), sizeError);
+        if (!sizeError && size > TextFileDecoderError::maximumFileSize)
+            refuse(TextFileDecoderError::Kind::fileTooLarge, url);
+    }
+    auto read = readAll(url.path());
+    if (read.tooLarge) refuse(TextFileDecoderError::Kind::fileTooLarge, url);
+    if (read.bytes) {
+        std::string text = decode(*read.bytes, {});
+        // Every encoding turns a NUL byte (outside UTF-16) into U+0000, which no cue sheet holds:
+        // an audio file or other binary named as a sheet stops here instead of being parsed.
+        if (text.find('\0') != std::string::npos) refuse(TextFileDecoderError::Kind::notText, url);
+        return text;
+    }
     // A file that cannot be read fails in every encoding.
     for (const auto& encoding : encodings)
         log("Unsucessfull decoding with", encoding.name);

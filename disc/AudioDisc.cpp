@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <system_error>
 
 namespace lorvan {
@@ -27,6 +28,56 @@ constexpr std::int64_t leadInSectors = 150;
 bool pathExists(const fs::path& path) {
     std::error_code error;
     return fs::exists(path, error);
+}
+
+/// Whether `path` (after following links) is a plain file: what a folder holds besides that
+/// (subfolders, dangling links, pipes, devices) is not audio, and reading a pipe blocks.
+bool isRegularFile(const fs::path& path) {
+    std::error_code error;
+    return fs::is_regular_file(path, error);
+}
+
+/// The file at `url` if it is a regular file; a pipe, device or folder under an audio name is
+/// refused before anything opens it.
+Url regularAudioFile(const Url& url) {
+    if (!isRegularFile(url.path()))
+        throw AudioDiscError(AudioDiscError::Kind::notARegularFile, url.lastPathComponent());
+    return url;
+}
+
+[[noreturn]] void refuseUnplayable(const std::string& reason) {
+    log("Disc cannot play", reason);
+    throwLogged(AudioDiscError(AudioDiscError::Kind::dummy));
+}
+
+std::string trackName(const CueSheetTrack& track) {
+    return "Track " + std::string(track.index < 10 ? "0" : "") + std::to_string(track.index);
+}
+
+std::string indexName(long index) {
+    return "INDEX " + std::string(index < 10 ? "0" : "") + std::to_string(index);
+}
+
+/// Refuses a sheet whose disc would not play as written: a track without INDEX 01 (it would
+/// have no start), or an index point at or past the end of its file (it would land in the next
+/// file or outside the disc, and the disc would play from the wrong place or not at all).
+void checkPlayable(const CueSheet& sheet, const AudioDiscData& data) {
+    for (const CueSheetTrack& track : sheet.tracks) {
+        const bool hasStart = std::any_of(track.chapters.begin(), track.chapters.end(),
+                                          [](const CueSheetChapter& chapter) { return chapter.index == 1; });
+        if (!hasStart) refuseUnplayable(trackName(track) + " has no INDEX 01");
+        for (const CueSheetChapter& chapter : track.chapters) {
+            const auto file = static_cast<std::size_t>(chapter.audioFileIndex);
+            if (chapter.audioFileIndex < 0 || file >= data.audioFiles().size())
+                refuseUnplayable(trackName(track) + " " + indexName(chapter.index) + " names no audio file");
+            const AudioFile& audio = *data.audioFiles()[file];
+            if (chapter.position < audio.length()) continue;
+            refuseUnplayable(trackName(track) + " " + indexName(chapter.index) + " at frame " +
+                             std::to_string(chapter.position) + " is past the end of '" +
+                             audio.url().lastPathComponent() + "' (" + std::to_string(audio.length()) +
+                             " frames)");
+        }
+    }
 }
 
 std::string hex32(std::uint32_t value) {
@@ -108,7 +159,7 @@ Url AudioDisc::resolveAudioFile(const std::string& fileName, const Url& cueSheet
     const Url candidate = directory.appendingPathComponent(fileName);
     if (pathExists(candidate.path())) {
         log("Found audio file", candidate.lastPathComponent());
-        return candidate;
+        return regularAudioFile(candidate);
     }
     log("Couldn't find file", candidate.lastPathComponent());
     const std::string extension = candidate.pathExtension();
@@ -119,7 +170,7 @@ Url AudioDisc::resolveAudioFile(const std::string& fileName, const Url& cueSheet
         const Url tried = directory.appendingPathComponent(stem.string() + "." + std::string(other));
         const bool found = pathExists(tried.path());
         log("Trying another extension", tried.lastPathComponent() + (found ? " found!" : " not found"));
-        if (found) return tried;
+        if (found) return regularAudioFile(tried);
     }
     throw AudioDiscError(AudioDiscError::Kind::audioFileNotFound, candidate.lastPathComponent());
 }
@@ -153,21 +204,29 @@ AudioDisc AudioDisc::fromCueSheet(const CueSheet& cueSheet, const AudioDiscServi
         if (track.fakePostgap || (position >= 2 && track.fakePregap))
             throwLogged(AudioDiscError(AudioDiscError::Kind::innacurateDiscFromMultiplePregapOrPostgap));
     }
-    if (cueSheet.tracks.empty()) throwLogged(AudioDiscError(AudioDiscError::Kind::dummy));
+    // A data track before any audio track ends the sheet before its first audio track.
+    if (cueSheet.tracks.empty()) refuseUnplayable("the cue sheet has no audio track");
     log("New audio disc from cue sheet", cueSheet.url.lastPathComponent());
 
+    // Each name is resolved once, however often the sheet repeats it.
     std::vector<Url> urls;
+    std::map<std::string, Url> resolved;
     for (const std::string& name : cueSheet.filenames) {
-        try {
-            urls.push_back(resolveAudioFile(name, cueSheet.url));
-        } catch (const AudioDiscError& error) {
-            throwLogged(error);
+        auto found = resolved.find(name);
+        if (found == resolved.end()) {
+            try {
+                found = resolved.emplace(name, resolveAudioFile(name, cueSheet.url)).first;
+            } catch (const AudioDiscError& error) {
+                throwLogged(error);
+            }
         }
+        urls.push_back(found->second);
     }
 
     const CueSheetTrack& first = cueSheet.tracks.front();
     const auto pregap = checkedCast<std::uint32_t>(first.fakePregap.value_or(0));
     auto data = AudioDiscData::create(urls, pregap, services.openAudioFile);
+    checkPlayable(cueSheet, *data);
 
     std::vector<AudioCue> cues;
     std::int64_t offset = 0;
@@ -218,7 +277,14 @@ AudioDisc AudioDisc::fromDirectory(const Url& directory, const AudioDiscServices
     std::vector<Url> urls;
     for (const std::string& name : names) {
         const Url url = directory.appendingPathComponent(name);
-        if (AllowedAudioFileType::isAllowed(url.pathExtension())) urls.push_back(url);
+        if (!AllowedAudioFileType::isAllowed(url.pathExtension())) continue;
+        // Hidden entries (the "._01.flac" resource forks a Mac leaves on shared drives) and
+        // whatever is not a plain file are not tracks; skipped rather than failing the folder.
+        if (name.starts_with('.') || !isRegularFile(url.path())) {
+            log("Skipping", name);
+            continue;
+        }
+        urls.push_back(url);
     }
     if (urls.empty()) throwLogged(AudioDiscError(AudioDiscError::Kind::noAudioFileInDirectory));
     log("Viable audio file(s) found", std::to_string(urls.size()));

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <map>
 #include <new>
 
 namespace lorvan {
@@ -41,15 +43,25 @@ std::shared_ptr<AudioDiscData> AudioDiscData::create(const std::vector<Url>& url
         LogEntry::error(error).print();
         throw error;
     }
-    std::vector<std::unique_ptr<AudioFile>> files;
+    std::vector<std::shared_ptr<AudioFile>> files;
     files.reserve(urls.size());
-    for (const Url& url : urls)
-        files.push_back(open(url));
-    return create(std::move(files), artificialPregapFrames);
+    std::map<std::string, std::shared_ptr<AudioFile>> opened;
+    for (const Url& url : urls) {
+        auto& file = opened[url.absoluteString()];
+        if (!file) file = open(url);
+        files.push_back(file);
+    }
+    return checked(std::move(files), artificialPregapFrames);
 }
 
 std::shared_ptr<AudioDiscData> AudioDiscData::create(std::vector<std::unique_ptr<AudioFile>> files,
                                                      std::uint32_t artificialPregapFrames) {
+    return checked({std::make_move_iterator(files.begin()), std::make_move_iterator(files.end())},
+                   artificialPregapFrames);
+}
+
+std::shared_ptr<AudioDiscData> AudioDiscData::checked(std::vector<std::shared_ptr<AudioFile>> files,
+                                                      std::uint32_t artificialPregapFrames) {
     if (files.empty()) {
         const AudioDiscError error(AudioDiscError::Kind::dummy);
         LogEntry::error(error).print();
@@ -76,7 +88,7 @@ std::shared_ptr<AudioDiscData> AudioDiscData::create(std::vector<std::unique_ptr
     return std::shared_ptr<AudioDiscData>(new AudioDiscData(std::move(files), artificialPregapFrames));
 }
 
-AudioDiscData::AudioDiscData(std::vector<std::unique_ptr<AudioFile>> files,
+AudioDiscData::AudioDiscData(std::vector<std::shared_ptr<AudioFile>> files,
                              std::uint32_t artificialPregapFrames)
     : audioFiles_(std::move(files))
     , artificialPregapFrames_(artificialPregapFrames) {

@@ -25,16 +25,19 @@ public:
         friend bool operator==(const FrameLocation&, const FrameLocation&) = default;
     };
 
-    /// Opens `urls` in order and checks that they form one disc. Throws `AudioDiscError`
-    /// `dummy` for no URL, the opener's error for a file that does not open, and
-    /// `AudioDiscDataError` for an empty file or formats that differ. Nothing is kept on failure.
+    /// Opens `urls` in order and checks that they form one disc. A URL named several times is
+    /// opened once and its file shared by every entry, so a sheet repeating one FILE costs one
+    /// decoder, not one per line. Throws `AudioDiscError` `dummy` for no URL, the opener's error
+    /// for a file that does not open, and `AudioDiscDataError` for an empty file or formats that
+    /// differ. Nothing is kept on failure.
     [[nodiscard]] static std::shared_ptr<AudioDiscData>
     create(const std::vector<Url>& urls, std::uint32_t artificialPregapFrames, const AudioFileOpener& open);
     /// The same checks on files that are already open.
     [[nodiscard]] static std::shared_ptr<AudioDiscData> create(std::vector<std::unique_ptr<AudioFile>> files,
                                                                std::uint32_t artificialPregapFrames);
 
-    [[nodiscard]] const std::vector<std::unique_ptr<AudioFile>>& audioFiles() const { return audioFiles_; }
+    /// One entry per file on the frame axis; entries for the same URL share one open file.
+    [[nodiscard]] const std::vector<std::shared_ptr<AudioFile>>& audioFiles() const { return audioFiles_; }
     [[nodiscard]] std::uint32_t artificialPregapFrames() const { return artificialPregapFrames_; }
     /// The pregap and every file's length.
     [[nodiscard]] std::int64_t totalFrameCount() const { return totalFrameCount_; }
@@ -50,8 +53,10 @@ public:
     [[nodiscard]] std::unique_ptr<PCMBuffer> newPCMBuffer(std::int64_t start, std::uint32_t count);
 
 private:
-    AudioDiscData(std::vector<std::unique_ptr<AudioFile>> files, std::uint32_t artificialPregapFrames);
-    std::vector<std::unique_ptr<AudioFile>> audioFiles_;
+    [[nodiscard]] static std::shared_ptr<AudioDiscData> checked(std::vector<std::shared_ptr<AudioFile>> files,
+                                                                std::uint32_t artificialPregapFrames);
+    AudioDiscData(std::vector<std::shared_ptr<AudioFile>> files, std::uint32_t artificialPregapFrames);
+    std::vector<std::shared_ptr<AudioFile>> audioFiles_;
     std::uint32_t artificialPregapFrames_;
     std::int64_t totalFrameCount_ = 0;
 };

@@ -290,6 +290,11 @@ private:
     std::shared_ptr<const AudioDisc> disc_;
     std::shared_ptr<const Sequence> playbackSequence_;
 
+    /// Whether the last read failed; only the reader queue touches it. Retries of a failing
+    /// read stay silent until a read succeeds, so one bad frame or a deleted file is one
+    /// message, not one per retry.
+    bool readFailing_ = false;
+
     // The read-ahead is shared by the reader, the scheduler, the completion thread and resets.
     mutable std::mutex pipelineMutex_;
     std::int64_t currentBufferingPosition_ = 0;

@@ -91,7 +91,8 @@ void AudioDiscPlayer::schedule() {
         // that is the state after every reading pass in steady playback: skipping the hop saves
         // a thread wake-up per buffer. Whatever changes either count posts a pass of its own.
         std::lock_guard lock(pipelineMutex_);
-        if (currentlyScheduledBuffers_ >= schedulingLimit && static_cast<long>(deque_.size()) > readAheadLimit - 1)
+        if (currentlyScheduledBuffers_ >= schedulingLimit &&
+            static_cast<long>(deque_.size()) > readAheadLimit - 1)
             return;
     }
     scheduleBufferQueue_->async([weak = weak_from_this()] {
@@ -119,6 +120,10 @@ void AudioDiscPlayer::readAhead() {
             // scheduled no consumed buffer would ever come to move it on; its hop retries once.
             std::optional<std::string> failure;
             try {
+                // The file layer logs each failure as it happens; a retry of the same failure
+                // must not repeat it.
+                std::optional<ConsoleLog::ThreadSilence> quiet;
+                if (readFailing_) quiet.emplace();
                 buffer = current->data->newPCMBuffer(position, capacity);
             } catch (const LocalizedError& error) {
                 failure = error.errorDescription().value_or(error.what());
@@ -126,10 +131,12 @@ void AudioDiscPlayer::readAhead() {
                 failure = error.what();
             }
             if (failure) {
-                ConsoleLog::write(*failure);
+                if (!readFailing_) ConsoleLog::write(*failure);
+                readFailing_ = true;
                 if (readAny) schedule();
                 return;
             }
+            readFailing_ = false;
             readAny = true;
             long count = 0;
             {

@@ -30,6 +30,27 @@ TEST(Characters, CountsUserPerceivedCharacters) {
     EXPECT_EQ(firstCharacter(""), "");
 }
 
+TEST(Characters, ControlCharactersAreShownEscapedAndNothingElseChanges) {
+    // An OSC that retitles the window and a CSI that clears the screen, as a cue sheet's TITLE
+    // can carry them; the 8-bit CSI (U+009B) acts on some terminals too.
+    EXPECT_EQ(escapedControlCharacters("\x1b]0;pwned\a\x1b[2J"), "\\x1B]0;pwned\\x07\\x1B[2J");
+    EXPECT_EQ(escapedControlCharacters("a\rb\x7F\x01\x1F"), "a\\x0Db\\x7F\\x01\\x1F");
+    EXPECT_EQ(escapedControlCharacters("\xC2\x9B"
+                                       "2J \xC2\x80\xC2\x9F"),
+              "\\u009B2J \\u0080\\u009F");
+    // Line feeds and tabs lay out multi-line blocks; U+00A0 and U+00FF share the lead byte of the
+    // C1 controls and are text, like every other character.
+    for (const char* text :
+         {"Track 01\tCaf\xC3\xA9\nnext", "Cue\xC2\xA0Sheet \xC3\xBF", "", "\xF0\x9F\x8E\xB5 \\x1B"})
+        EXPECT_EQ(escapedControlCharacters(text), text);
+    EXPECT_EQ(escapedControlCharacters(std::string("a\0b", 3)), "a\\x00b");
+
+    test::CapturedLog log;
+    lorvan::log("Title", "\x1b]0;pwned\a");
+    EXPECT_EQ(log.text().find('\x1b'), std::string::npos) << "the console log writes them escaped";
+    EXPECT_TRUE(log.contains("\\x1B]0;pwned\\x07"));
+}
+
 TEST(IKErrorLocation, StampsLastPathComponentAndZeroPaddedLine) {
     EXPECT_EQ((IKErrorLocation{"/src/disc/AudioDiscData", 35}.description()), "<AudioDiscData:0035>");
     EXPECT_EQ((IKErrorLocation{"AudioDiscData", 12345}.description()), "<AudioDiscData:12345>");

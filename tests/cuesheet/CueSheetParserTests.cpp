@@ -212,6 +212,18 @@ TEST(CueSheetParser, ArgumentlessCommandsFollowedByALineEndAreOnlyLogged) {
     EXPECT_TRUE(log.contains("The command 'CATALOG' has no argument"));
 }
 
+TEST(CueSheetParser, ReadsAnEvenLengthLatin1SheetAsLatin1) {
+    // Any even number of bytes without a surrogate "decodes" as UTF-16; only the byte order
+    // mark it lacks keeps this sheet from turning into CJK text.
+    std::string bytes = "TITLE \"Caf\xE9\"\nFILE \"\xE9t\xE9.wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\n";
+    if (bytes.size() % 2 != 0) bytes += "\n";
+    test::TemporaryDirectory directory;
+    const CueSheet sheet(Url::fileURL(directory.write("latin.cue", bytes)));
+    EXPECT_THAT(sheet.filenames, ElementsAre("été.wav"));
+    ASSERT_TRUE(sheet.metadata);
+    EXPECT_EQ(sheet.metadata->releaseTitle, "Café");
+}
+
 TEST(CueSheetParser, ReadsFromAFileAndEncodesToJsonAndBack) {
     test::TemporaryDirectory directory;
     std::string bytes = "\xFF\xFE"; // UTF-16 little endian

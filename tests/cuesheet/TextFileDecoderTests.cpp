@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace lorvan {
 namespace {
@@ -21,6 +22,10 @@ std::vector<std::string> decodingSteps(const test::CapturedLog& log) {
         }
     }
     return steps;
+}
+
+std::string refusalText(const LocalizedError& error) {
+    return error.errorDescription().value_or("") + ": " + error.failureReason().value_or("");
 }
 
 struct Decoded {
@@ -56,18 +61,70 @@ TEST(TextFileDecoder, Utf16NeedsAByteOrderMarkInEitherOrder) {
     const std::string big("\xFE\xFF\0P\x03\xC0", 6);
     EXPECT_EQ(decodeFile(big).text, "Pπ");
 
-    // Even-length 8-bit text without a mark must not come out as CJK: it is ISO Latin-1.
-    const auto latin = decodeFile("Caf\xE9 au lait\xE9");
-    EXPECT_EQ(latin.text, "Café au laité");
-    EXPECT_THAT(latin.steps,
-                ElementsAre("Unsu Unicode (UTF-8)", "Unsu Unicode (UTF-16)", "Succ Western (ISO Latin 1)"));
+    // 8-bit text without a mark must not come out as CJK: it is ISO Latin-1. An odd length
+    // fails as UTF-16 anyway, so only the even one shows that the mark is required.
+    for (const auto& [bytes, text] : std::vector<std::pair<std::string, std::string>>{
+             {"Caf\xE9 au lait", "Café au lait"}, {"Caf\xE9 au lait\xE9", "Café au laité"}}) {
+        SCOPED_TRACE(bytes.size());
+        const auto latin = decodeFile(bytes);
+        EXPECT_EQ(latin.text, text);
+        EXPECT_THAT(latin.steps, ElementsAre("Unsu Unicode (UTF-8)", "Unsu Unicode (UTF-16)",
+                                             "Succ Western (ISO Latin 1)"));
+    }
 }
 
 TEST(TextFileDecoder, BrokenUtf16FallsThroughToLatin1) {
-    const std::string unpairedSurrogate("\xFF\xFE\x00\xD8\x41\x00", 6);
+    const std::string unpairedSurrogate("\xFF\xFE\x41\xDC\x42\x20", 6); // a lone low surrogate
     const auto decoded = decodeFile(unpairedSurrogate);
     EXPECT_THAT(decoded.steps.back(), "Succ Western (ISO Latin 1)");
-    EXPECT_EQ(decoded.text, std::string("ÿþ\0Ø" "A\0", 9));
+    EXPECT_EQ(decoded.text, "ÿþAÜB ");
+}
+
+TextFileDecoderError refusal(const std::filesystem::path& path) {
+    return test::thrown<TextFileDecoderError>([&] { (void)TextFileDecoder::decode(Url::fileURL(path)); });
+}
+
+TEST(TextFileDecoder, WhatIsNotARegularFileIsRefusedBeforeItIsOpened) {
+    test::TemporaryDirectory directory;
+    const auto fifo = directory.path() / "pipe.cue";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    std::filesystem::create_directory(directory.path() / "folder.cue");
+    std::filesystem::create_symlink(fifo, directory.path() / "link.cue");
+    // Opening the pipe would block this test for ever; /dev/zero would fill the memory.
+    for (const auto& path : {fifo, directory.path() / "folder.cue", directory.path() / "link.cue",
+                             std::filesystem::path("/dev/zero")}) {
+        SCOPED_TRACE(path);
+        test::CapturedLog log;
+        const auto error = refusal(path);
+        EXPECT_EQ(error.kind(), TextFileDecoderError::Kind::notARegularFile);
+        EXPECT_EQ(error.value(), path.filename().string());
+        EXPECT_THAT(*error.failureReason(), HasSubstr("is not a regular file"));
+        EXPECT_TRUE(decodingSteps(log).empty()) << "nothing is decoded";
+        EXPECT_THAT(log.text(), HasSubstr("Not a cue sheet"));
+    }
+}
+
+TEST(TextFileDecoder, SheetsAboveOneMebibyteAndBinaryAreRefused) {
+    test::TemporaryDirectory directory;
+    const std::string largest(TextFileDecoderError::maximumFileSize, '\n');
+    EXPECT_EQ(decodeFile(largest).text.size(), largest.size()) << "the limit itself is accepted";
+    {
+        test::CapturedLog log;
+        const auto error = refusal(directory.write("large.cue", largest + "\n"));
+        EXPECT_EQ(error.kind(), TextFileDecoderError::Kind::fileTooLarge);
+        EXPECT_EQ(refusalText(error),
+                  "Not a cue sheet: 'large.cue' is larger than 1 MiB, far more than any cue sheet.");
+    }
+    // NUL bytes in Latin-1 or UTF-8 text (an audio file named as a sheet); UTF-16 with its mark
+    // keeps its zero bytes and is text.
+    for (const std::string& bytes : {std::string("fLaC\0\0\0\x22\xFF", 9), std::string("REM\0", 4)}) {
+        test::CapturedLog log;
+        const auto error = refusal(directory.write("binary.cue", bytes));
+        EXPECT_EQ(error.kind(), TextFileDecoderError::Kind::notText);
+        EXPECT_EQ(log.text().find('\0'), std::string::npos) << "the bytes never reach the log";
+        EXPECT_EQ(log.text().find("fLaC"), std::string::npos);
+    }
+    EXPECT_EQ(decodeFile(std::string("\xFF\xFER\0", 4)).text, "R");
 }
 
 TEST(TextFileDecoder, AnUnreadableFileFailsEverySevenEncodings) {

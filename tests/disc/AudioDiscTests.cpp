@@ -8,6 +8,7 @@
 #include "support/TestSupport.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace lorvan {
 namespace {
@@ -127,6 +128,110 @@ TEST_F(AudioDiscTest, multiFileSheetWithPregapAtTheEndOfThePreviousFile) {
     EXPECT_EQ(disc.trackLength(disc.tracks[0], withPregap), sector * 75);
     EXPECT_EQ(disc.trackLength(disc.tracks[0], AudioDisc::TrackLengthMode::excludingNextTrackPregap), sector * 100);
     EXPECT_EQ(disc.trackLength(disc.tracks[1], withPregap), sector * 200);
+}
+
+// Each sheet would give a disc that plays from the wrong place or not at all; the boundary
+// sector (the file's last) is still accepted.
+TEST_F(AudioDiscTest, aDiscThatCannotPlayIsRefusedAfterALineNamingTheTrackTheIndexAndTheFile) {
+    wave("01.wav", sector * 100);
+    wave("02.wav", sector * 200);
+    const std::string file1 = "FILE \"01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
+    EXPECT_EQ(fromSheet(file1 + "  TRACK 02 AUDIO\n    INDEX 01 00:01:24\n").cues.back().keyFrame,
+              sector * 99);
+    for (const auto& [text, line] : std::vector<std::pair<std::string, std::string>>{
+             {file1 + "  TRACK 02 AUDIO\n    INDEX 01 00:01:25\n",
+              "Track 02 INDEX 01 at frame 58800 is past the end of '01.wav' (58800 frames)"},
+             {file1 + "  TRACK 02 AUDIO\n    INDEX 01 00:20:00\n",
+              "Track 02 INDEX 01 at frame 882000 is past the end of '01.wav' (58800 frames)"},
+             // The pregap at the end of the previous file runs past it into the next one.
+             {file1 +
+                  "  TRACK 02 AUDIO\n    INDEX 00 00:01:30\nFILE \"02.wav\" WAVE\n    INDEX 01 00:00:00\n",
+              "Track 02 INDEX 00 at frame 61740 is past the end of '01.wav' (58800 frames)"},
+             {"FILE \"02.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\nFILE \"01.wav\" WAVE\n"
+              "  TRACK 02 AUDIO\n    INDEX 01 00:02:00\n",
+              "Track 02 INDEX 01 at frame 88200 is past the end of '01.wav' (58800 frames)"},
+             {file1 + "  TRACK 02 AUDIO\n    INDEX 00 00:01:00\n", "Track 02 has no INDEX 01"},
+             {file1 + "  TRACK 02 AUDIO\n  TRACK 03 AUDIO\n    INDEX 01 00:01:00\n",
+              "Track 02 has no INDEX 01"},
+             // A data track first ends the sheet before any audio track.
+             {"FILE \"01.wav\" WAVE\n  TRACK 01 MODE1/2352\n    INDEX 01 00:00:00\n  TRACK 02 AUDIO\n"
+              "    INDEX 01 00:00:10\n",
+              "the cue sheet has no audio track"}}) {
+        SCOPED_TRACE(text);
+        const CapturedLog refused;
+        EXPECT_EQ(discError([&] { (void)fromSheet(text); }).kind(), AudioDiscError::Kind::dummy);
+        EXPECT_TRUE(refused.contains("Disc cannot play")) << refused.text();
+        EXPECT_TRUE(refused.contains(line)) << refused.text();
+    }
+}
+
+// 20,000 FILE lines naming one file: one resolution, one open file shared by every entry.
+TEST_F(AudioDiscTest, aFileNamedManyTimesIsResolvedAndOpenedOnce) {
+    wave("a.wav", sector * 10);
+    int opened = 0;
+    services.openAudioFile = [&, open = services.openAudioFile](const Url& url) {
+        ++opened;
+        return open(url);
+    };
+    std::string text = oneTrack;
+    for (int i = 1; i < 20'000; ++i)
+        text += "FILE \"a.wav\" WAVE\n";
+    const CapturedLog resolving;
+    const auto disc = fromSheet(text);
+    EXPECT_EQ(opened, 1);
+    ASSERT_EQ(disc.data->audioFiles().size(), 20'000U);
+    EXPECT_EQ(disc.data->audioFiles().back(), disc.data->audioFiles().front());
+    EXPECT_EQ(disc.data->totalFrameCount(), sector * 10 * 20'000);
+    std::size_t found = 0;
+    for (const auto& line : resolving.lines())
+        found += line.find("Found audio file") != std::string::npos;
+    EXPECT_EQ(found, 1U);
+    // Reads still walk the axis: the last entry is the same file read from its start.
+    EXPECT_EQ(disc.data->frameLocation(sector * 10 * 19'999), (AudioDiscData::FrameLocation{19'999, 0}));
+    EXPECT_EQ(disc.data->newPCMBuffer(sector * 10 * 19'999, 100)->frameLength(), 100U);
+}
+
+// A pipe would block the open, a folder or a dangling link cannot be read.
+TEST_F(AudioDiscTest, aFileEntryThatIsNotARegularFileIsRefusedBeforeItIsOpened) {
+    ASSERT_EQ(::mkfifo((directory.path() / "pipe.wav").c_str(), 0600), 0);
+    std::filesystem::create_directory(directory.path() / "folder.wav");
+    std::filesystem::create_symlink("/dev/zero", directory.path() / "zero.wav");
+    for (const std::string name : {"pipe.wav", "folder.wav", "zero.wav"}) {
+        SCOPED_TRACE(name);
+        const auto error = discError([&] {
+            (void)fromSheet("FILE \"" + name + "\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
+        });
+        EXPECT_EQ(error.kind(), AudioDiscError::Kind::notARegularFile);
+        EXPECT_EQ(error.value(), name);
+        EXPECT_EQ(error.failureReason(),
+                  "'" + name +
+                      "' is not a regular file; a folder, a pipe or a device cannot be "
+                      "read as audio.");
+    }
+}
+
+TEST_F(AudioDiscTest, aFolderSkipsHiddenEntriesAndWhatIsNotARegularFile) {
+    wave("01.wav", sector * 50);
+    wave("03.wav", sector * 70);
+    directory.write("._01.wav", "Mac resource fork, not audio");
+    wave(".hidden.wav", sector * 10);
+    std::filesystem::create_directory(directory.path() / "02.flac");
+    ASSERT_EQ(::mkfifo((directory.path() / "02.wav").c_str(), 0600), 0);
+    std::filesystem::create_symlink(directory.path() / "gone.wav", directory.path() / "04.flac");
+    const auto disc = fromDirectory();
+    ASSERT_EQ(disc.data->audioFiles().size(), 2U);
+    EXPECT_EQ(disc.data->audioFiles()[1]->url().lastPathComponent(), "03.wav");
+    EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 1}, {sector * 50, 1, 1}}));
+    std::vector<std::string> skipped;
+    for (const auto& line : log.lines())
+        if (line.find("Skipping") != std::string::npos) skipped.push_back(line.substr(line.rfind(' ') + 1));
+    EXPECT_EQ(skipped, (std::vector<std::string>{"._01.wav", ".hidden.wav", "02.flac", "02.wav", "04.flac"}));
+    // Nothing left once they are skipped: the folder has no audio.
+    TemporaryDirectory onlyHidden;
+    onlyHidden.write("._a.flac", "x");
+    EXPECT_EQ(
+        discError([&] { (void)AudioDisc::fromDirectory(Url::fileURL(onlyHidden.path()), services); }).kind(),
+        AudioDiscError::Kind::noAudioFileInDirectory);
 }
 
 TEST_F(AudioDiscTest, directoryGivesOneTrackPerViableFileInNameOrder) {

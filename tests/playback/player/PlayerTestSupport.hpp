@@ -45,7 +45,8 @@ struct MemoryAudioFile final : AudioFile {
         position = std::clamp<std::int64_t>(frame, 0, frames);
     }
     void read(PCMBuffer& buffer, std::uint32_t frameCount) override {
-        if (failing) throw LKOSStatus(-39); // as a truncated file does
+        // As a truncated file does, with the failure block the file layer logs before it throws.
+        if (failing) checkStatus(-39, "ExtAudioFileRead", location, "read(_:frameCount:)");
         const auto count = std::min<std::int64_t>({frameCount, buffer.frameCapacity(), frames - position});
         for (int channel = 0; channel < buffer.channelCount(); ++channel)
             for (std::int64_t i = 0; i < count; ++i)

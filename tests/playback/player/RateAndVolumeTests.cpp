@@ -176,7 +176,11 @@ TEST_F(AmplifierTest, LevelsArePublishedEverySecondBufferInTwentiethsOfTheAbsolu
          std::vector<std::tuple<Peaks, Peaks, float, Levels, Levels>>{
              {{-1.0F, 0.2F}, {0.1F, -0.9F}, 0.5F, {0.5}, {0.45}},
              {{0.52F, 0.46F}, {0.0F, 0.0F}, 1.0F, {0.5}, {0.45}}, // the same steps: nothing new
-             {{-0.3F}, {0.3F}, 1.0F, {0.5, 0.3}, {0.45, 0.3}}}) {
+             {{-0.3F}, {0.3F}, 1.0F, {0.5, 0.3}, {0.45, 0.3}},
+             // Half steps and steps just short of the next one: rounding to the nearest, half
+             // away from zero, not down and not to even (12.5 -> 13, 7.5 -> 8, 5.9 -> 6).
+             {{0.625F, -0.375F}, {0.0F, 0.0F}, 1.0F, {0.5, 0.3, 0.65}, {0.45, 0.3, 0.4}},
+             {{-0.75F, 0.59F}, {0.0F, 0.0F}, 0.5F, {0.5, 0.3, 0.65, 0.4}, {0.45, 0.3, 0.4, 0.3}}}) {
         SCOPED_TRACE(first.front());
         const auto channels = static_cast<int>(first.size());
         const auto published = left.size();
