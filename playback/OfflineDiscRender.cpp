@@ -5,8 +5,10 @@
 #include "playback/GraphAudioEngine.hpp"
 #include "playback/ThreadSerialQueue.hpp"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
+#include <map>
 #include <mutex>
 
 namespace lorvan {
@@ -61,10 +63,27 @@ public:
         changed_.notify_all();
     }
 
+    void postAfter(std::chrono::milliseconds delay, std::function<void()> work) override {
+        {
+            std::lock_guard lock(mutex_);
+            delayed_.emplace(std::chrono::steady_clock::now() + delay, std::move(work));
+        }
+        changed_.notify_all();
+    }
+
     /// The oldest posted work, or empty once `timeout` passed or `wakeUp` was called.
     std::function<void()> take(std::chrono::milliseconds timeout) {
         std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, timeout, [&] { return !pending_.empty() || woken_; });
+        const auto giveUp = std::chrono::steady_clock::now() + timeout;
+        for (;;) {
+            const auto now = std::chrono::steady_clock::now();
+            while (!delayed_.empty() && delayed_.begin()->first <= now) {
+                pending_.push_back(std::move(delayed_.begin()->second));
+                delayed_.erase(delayed_.begin());
+            }
+            if (!pending_.empty() || woken_ || now >= giveUp) break;
+            changed_.wait_until(lock, delayed_.empty() ? giveUp : std::min(giveUp, delayed_.begin()->first));
+        }
         woken_ = false;
         if (pending_.empty()) return {};
         auto work = std::move(pending_.front());
@@ -90,6 +109,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<std::function<void()>> pending_;
+    std::multimap<std::chrono::steady_clock::time_point, std::function<void()>> delayed_;
     bool woken_ = false;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 
 namespace lorvan {
@@ -21,12 +22,16 @@ public:
 
 /// Runs work on the main thread: the Qt event loop in both apps, a drained list in tests.
 ///
-/// Threading: `post` may be called from any thread, including the engine's completion thread;
-/// the work runs later on the main thread, in posting order.
+/// Threading: `post` and `postAfter` may be called from any thread, including the engine's
+/// completion thread; the work runs later on the main thread. Posted work runs in posting order.
 class MainThreadExecutor {
 public:
     virtual ~MainThreadExecutor() = default;
     virtual void post(std::function<void()> work) = 0;
+    /// Runs `work` on the main thread once `delay` has passed (not before; later when the
+    /// thread is busy). What paces itself, such as the view model's publication of positions,
+    /// uses it instead of a timer that would tick while nothing changes.
+    virtual void postAfter(std::chrono::milliseconds delay, std::function<void()> work) = 0;
 };
 
 } // namespace lorvan

@@ -10,6 +10,9 @@ namespace lorvan {
 class QtMainThreadExecutor final : public MainThreadExecutor {
 public:
     void post(std::function<void()> work) override;
+    /// A single-shot timer started on the main thread (timers belong to the thread that starts
+    /// them, and the completion thread has no event loop).
+    void postAfter(std::chrono::milliseconds delay, std::function<void()> work) override;
 };
 
 } // namespace lorvan

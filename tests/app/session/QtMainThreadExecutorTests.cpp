@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QTimer>
 #include <atomic>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
@@ -47,11 +48,43 @@ TEST(QtMainThreadExecutor, RunsWorkFromEveryThreadOnTheEventLoopInPostingOrder) 
     }
 }
 
+TEST(QtMainThreadExecutor, DelayedWorkFromAnotherThreadRunsOnTheEventLoopInTheOrderOfItsTimes) {
+    int argc = 1;
+    char name[] = "tests";
+    char* argv[] = {name, nullptr};
+    QCoreApplication application(argc, argv);
+    QtMainThreadExecutor executor;
+    const auto mainThread = std::this_thread::get_id();
+    std::vector<int> order;
+    bool onMain = true;
+    const auto start = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::duration firstAfter{};
+    std::thread poster([&] {
+        executor.postAfter(std::chrono::milliseconds(200), [&] {
+            onMain = onMain && std::this_thread::get_id() == mainThread;
+            order.push_back(200);
+            QCoreApplication::exit(0);
+        });
+        executor.postAfter(std::chrono::milliseconds(50), [&] {
+            onMain = onMain && std::this_thread::get_id() == mainThread;
+            firstAfter = std::chrono::steady_clock::now() - start;
+            order.push_back(50);
+        });
+    });
+    poster.join();
+    QTimer::singleShot(20000, [] { QCoreApplication::exit(1); });
+    ASSERT_EQ(QCoreApplication::exec(), 0);
+    EXPECT_TRUE(onMain);
+    EXPECT_EQ(order, (std::vector<int>{50, 200}));
+    EXPECT_GE(firstAfter, std::chrono::milliseconds(50)) << "never before its time";
+}
+
 TEST(QtMainThreadExecutor, DropsWorkWhenThereIsNoApplication) {
     ASSERT_EQ(QCoreApplication::instance(), nullptr);
     bool ran = false;
     QtMainThreadExecutor().post([&ran] { ran = true; });
     QtMainThreadExecutor().post({});
+    QtMainThreadExecutor().postAfter(std::chrono::milliseconds(0), [&ran] { ran = true; });
     EXPECT_FALSE(ran);
 }
 

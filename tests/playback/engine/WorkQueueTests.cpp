@@ -1,3 +1,4 @@
+#include "playback/ManualExecutors.hpp"
 #include "playback/ThreadSerialQueue.hpp"
 
 #include <atomic>
@@ -5,6 +6,7 @@
 #include <memory>
 #include <numeric>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace lorvan::test {
@@ -46,6 +48,37 @@ TEST(EngineThreadSerialQueueTest, DestructionRunsWhatWasQueuedAndWorkMayOwnTheQu
     shared.reset();
     while (!weak.expired())
         std::this_thread::yield();
+}
+
+TEST(ManualMainThreadExecutorTest, DelayedWorkRunsWhenTheClockPassesItsTimeInTimeOrderAndPostedWorkFirst) {
+    using std::chrono::milliseconds;
+    ManualMainThreadExecutor executor;
+    std::vector<std::string> ran;
+    const auto note = [&](std::string name) { return [&ran, name] { ran.push_back(name); }; };
+    executor.postAfter(milliseconds(30), note("30"));
+    executor.postAfter(milliseconds(10), [&] {
+        ran.push_back("10");
+        // Delayed work posting more: at 10 + 20, after the 30 posted earlier with the same time.
+        executor.postAfter(milliseconds(20), note("10+20"));
+        executor.post(note("posted by 10"));
+    });
+    executor.postAfter(milliseconds(10), note("10 again"));
+    executor.postAfter(milliseconds(-5), note("overdue"));
+    executor.post(note("posted"));
+
+    EXPECT_EQ(executor.runAll(), 2u);
+    EXPECT_EQ(ran, (std::vector<std::string>{"posted", "overdue"}));
+    EXPECT_EQ(executor.delayedCount(), 3u);
+    EXPECT_EQ(executor.advance(milliseconds(9)), 0u);
+    EXPECT_EQ(executor.now(), milliseconds(9));
+    EXPECT_EQ(executor.pendingCount(), 0u);
+    EXPECT_EQ(executor.advance(milliseconds(1)), 3u);
+    EXPECT_EQ(ran, (std::vector<std::string>{"posted", "overdue", "10", "10 again", "posted by 10"}));
+    EXPECT_EQ(executor.advance(milliseconds(100)), 2u);
+    EXPECT_EQ(ran.back(), "10+20");
+    EXPECT_EQ(ran[ran.size() - 2], "30");
+    EXPECT_EQ(executor.now(), milliseconds(110));
+    EXPECT_EQ(executor.delayedCount(), 0u);
 }
 
 } // namespace
