@@ -10,6 +10,7 @@
 #include "platform/SoxrResampler.hpp"
 #include "playback/GraphAudioEngine.hpp"
 #include "playback/ThreadSerialQueue.hpp"
+#include "presentation/PlaybackViewModel.hpp"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -185,10 +186,14 @@ int runPlay(const PlayArguments& arguments) {
         platform::makePlaybackOutput(arguments.output == "null" ? platform::OutputChoice::null
                                                                 : platform::OutputChoice::device),
         platform::soxrResamplerFactory());
+    const auto mainThread = std::make_shared<QtMainThreadExecutor>();
     auto player = AudioDiscPlayer::create({engine, std::make_shared<ThreadSerialQueue>("populateDequeQueue"),
                                            std::make_shared<ThreadSerialQueue>("scheduleBufferQueue"),
-                                           std::make_shared<QtMainThreadExecutor>(), defaults, randomIndex});
+                                           mainThread, defaults, randomIndex});
     engine.reset();
+    // The player's one observer, before the disc goes in; the status screen and the end of the
+    // run follow it.
+    std::optional<PlaybackViewModel> viewModel(std::in_place, player, mainThread);
 
     std::optional<LogTail> logTail;
     std::optional<RawTerminal> terminal;
@@ -197,6 +202,7 @@ int runPlay(const PlayArguments& arguments) {
     const auto shutDown = [&] {
         if (!player) return;
         player->insertDisc(std::nullopt);
+        viewModel.reset();
         const std::weak_ptr<AudioDiscPlayer> weak = player;
         player.reset();
         while (!weak.expired())
@@ -238,13 +244,22 @@ int runPlay(const PlayArguments& arguments) {
     }
 
     bool played = player->state() == AudioDiscPlayer::State::playing;
-    player->onPlayerStateChanged = [&](AudioDiscPlayer::State state) {
+    auto stateSubscription = viewModel->state.subscribe([&](AudioDiscPlayer::State state) {
         if (state != AudioDiscPlayer::State::stopped) {
             played = true;
             return;
         }
         // Without a terminal nobody can press play again: the end of the disc ends the run.
         if (!interactive && played) QCoreApplication::exit(exitSuccess);
+    });
+
+    Published<std::uint64_t>::Subscription redrawSubscription;
+    const auto redraw = [&] {
+        if (!player || !viewModel || !logTail) return;
+        logTail->update();
+        const std::string screen = statusScreen(*viewModel, logTail->lines(), terminalWidth());
+        std::printf("\x1b[H%s\x1b[J", screen.c_str());
+        std::fflush(stdout);
     };
 
     QSocketNotifier signalNotifier(signalRoute.readEnd(), QSocketNotifier::Read);
@@ -265,12 +280,12 @@ int runPlay(const PlayArguments& arguments) {
             terminal.emplace(STDIN_FILENO);
             std::printf("\x1b[2J\x1b[?25l");
             std::fflush(stdout);
+            redraw();
         }
     });
 
     std::optional<KeyInterpreter> keys;
     std::unique_ptr<QSocketNotifier> keyNotifier;
-    QTimer redraw;
     if (interactive) {
         keys.emplace(*player);
         keyNotifier = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
@@ -283,17 +298,14 @@ int runPlay(const PlayArguments& arguments) {
             }
             const KeyAction action = keys->feed(std::string_view(bytes, static_cast<std::size_t>(count)));
             if (action != KeyAction::none) QCoreApplication::exit(exitSuccess);
+            redraw(); // what the key logged, even when it changed nothing else
         });
         SignalRoute::routeSuspend();
         std::printf("\x1b[2J\x1b[?25l");
-        QObject::connect(&redraw, &QTimer::timeout, [&] {
-            if (!player) return;
-            logTail->update();
-            const std::string screen = statusScreen(*player, logTail->lines(), terminalWidth());
-            std::printf("\x1b[H%s\x1b[J", screen.c_str());
-            std::fflush(stdout);
-        });
-        redraw.start(100);
+        // The view model publishes at most 30 times a second and not at all while nothing
+        // changes, so the screen is drawn as often as it changes.
+        redrawSubscription = viewModel->updated.subscribe([&](std::uint64_t) { redraw(); });
+        redraw();
     }
 
     // A pipeline that has run dry while playing: the end of a disc whose reader stopped one
@@ -328,8 +340,8 @@ int runPlay(const PlayArguments& arguments) {
         if (status == exitSuccess) status = loopStatus;
     }
     watchdog.stop();
-    redraw.stop();
-    player->onPlayerStateChanged = nullptr;
+    redrawSubscription.cancel();
+    stateSubscription.cancel();
     shutDown();
     return status;
 }

@@ -1,5 +1,7 @@
 #include "TerminalStatus.hpp"
 
+#include "presentation/PlaybackDisplayState.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -108,16 +110,6 @@ KeyAction KeyInterpreter::apply(const std::string& key) {
     return KeyAction::none;
 }
 
-std::string timeText(std::int64_t frames, double sampleRate) {
-    const bool negative = frames < 0;
-    const auto hundredths =
-        static_cast<long long>(std::llabs(frames) * 100 / static_cast<long long>(std::max(sampleRate, 1.0)));
-    char text[32];
-    std::snprintf(text, sizeof text, "%s%02lld:%02lld.%02lld", negative ? "-" : " ", hundredths / 6000,
-                  hundredths / 100 % 60, hundredths % 100);
-    return text;
-}
-
 namespace {
 
 std::string meter(double level, int width) {
@@ -140,20 +132,6 @@ std::string stateName(AudioDiscPlayer::State state) {
     return "■ Stopped";
 }
 
-std::string modeName(AudioDiscPlayer::PlaybackTimecodeMode mode) {
-    switch (mode) {
-    case AudioDiscPlayer::PlaybackTimecodeMode::trackElapsedTime:
-        return "track elapsed";
-    case AudioDiscPlayer::PlaybackTimecodeMode::trackRemainingTime:
-        return "track remaining";
-    case AudioDiscPlayer::PlaybackTimecodeMode::discElapsedTime:
-        return "disc elapsed";
-    case AudioDiscPlayer::PlaybackTimecodeMode::discRemainingTime:
-        break;
-    }
-    return "disc remaining";
-}
-
 /// At most `bytes` bytes of `text`, never cutting a UTF-8 sequence.
 std::string clipped(const std::string& text, std::size_t bytes) {
     if (text.size() <= bytes) return text;
@@ -162,92 +140,52 @@ std::string clipped(const std::string& text, std::size_t bytes) {
     return text.substr(0, bytes);
 }
 
-std::string joined(const std::set<std::string>& names) {
-    std::string text;
-    for (const auto& name : names)
-        text += (text.empty() ? "" : ", ") + name;
-    return text;
-}
-
 } // namespace
 
-std::string statusScreen(const AudioDiscPlayer& player, const std::deque<std::string>& logTail, int width) {
+std::string statusScreen(const PlaybackViewModel& viewModel, const std::deque<std::string>& logTail,
+                         int width) {
     const int barWidth = std::clamp(width - 2, 20, 100);
     std::string screen;
     const auto line = [&screen](const std::string& text) { screen += text + "\x1b[K\r\n"; };
-    const auto disc = player.disc();
-    if (!disc) {
+    const DiscSummary& disc = viewModel.disc.value();
+    if (!disc.disc) {
         line("■ No disc");
         return screen;
     }
-    const double sampleRate = disc->data->audioFiles().front()->processingFormat().sampleRate;
-    const AudioDiscPlayer::Positions positions = player.positions();
-    std::int64_t shown = positions.currentTrackFramePosition;
-    switch (player.playbackTimecodeMode()) {
-    case AudioDiscPlayer::PlaybackTimecodeMode::trackElapsedTime:
-        break;
-    case AudioDiscPlayer::PlaybackTimecodeMode::trackRemainingTime:
-        shown = positions.currentTrackCountdownFramePosition;
-        break;
-    case AudioDiscPlayer::PlaybackTimecodeMode::discElapsedTime:
-        shown = positions.discPlaybackFramePosition;
-        break;
-    case AudioDiscPlayer::PlaybackTimecodeMode::discRemainingTime:
-        shown = positions.discPlaybackCountdownFramePosition;
-        break;
-    }
-    const auto track = player.currentTrackIndex();
-    const auto chapter = player.currentChapter();
-    char head[160];
-    std::snprintf(
-        head, sizeof head, "%s   Track %s  Index %s   %s  (%s)", stateName(player.state()).c_str(),
-        track ? (*track + 1 < 10 ? "0" + std::to_string(*track + 1) : std::to_string(*track + 1)).c_str()
-              : "--",
-        chapter ? (*chapter < 10 ? "0" + std::to_string(*chapter) : std::to_string(*chapter)).c_str() : "--",
-        timeText(shown, sampleRate).c_str(), modeName(player.playbackTimecodeMode()).c_str());
-    line(head);
-
-    std::string title;
-    std::string performer;
-    if (track && disc->metadata && disc->metadata->tracksMetadata &&
-        static_cast<std::size_t>(*track) < disc->metadata->tracksMetadata->size()) {
-        const auto& metadata = (*disc->metadata->tracksMetadata)[static_cast<std::size_t>(*track)];
-        if (metadata.title) title = *metadata.title;
-        if (metadata.performers) performer = joined(*metadata.performers);
-    }
-    line(title.empty() && performer.empty() ? "" : title + (performer.empty() ? "" : " — " + performer));
+    const DisplayState display = displayState(viewModel);
+    line(stateName(viewModel.state.value()) + "   " + display.statusLeft + "  " + display.statusRight +
+         "   " + display.time + "  " + display.timeLabel);
+    line(display.title + (display.subtitle.empty() ? "" : " — " + display.subtitle));
 
     // The disc as a bar: '|' where a track starts, ':' at its other cues, '●' for the position.
-    const std::int64_t total = std::max<std::int64_t>(disc->data->totalFrameCount(), 1);
     std::string cells(static_cast<std::size_t>(barWidth), ' ');
     const auto cellOf = [&](double fraction) {
         return static_cast<std::size_t>(std::clamp(fraction, 0.0, 1.0) * (barWidth - 1));
     };
-    const std::size_t at = cellOf(positions.normalizedDiscPosition);
+    const std::size_t at = cellOf(display.progress);
     for (std::size_t i = 0; i < at; ++i)
         cells[i] = '=';
-    for (const AudioCue& cue : disc->cues)
-        cells[cellOf(static_cast<double>(cue.keyFrame) / static_cast<double>(total))] =
-            cue.chapter == 1 ? '|' : ':';
+    for (std::size_t i = 0; i < disc.cueMarkers.size() && i < disc.disc->cues.size(); ++i)
+        cells[cellOf(disc.cueMarkers[i])] = disc.disc->cues[i].chapter == 1 ? '|' : ':';
     std::string bar = "[";
     for (std::size_t i = 0; i < cells.size(); ++i)
         bar += i == at ? std::string("●") : std::string(1, cells[i]);
     line(bar + "]");
 
-    const AudioAmplifier& amplifier = player.amplifier();
-    line("L " + meter(amplifier.uiLeftChannelAudioLevel(), 20) + "  R " +
-         meter(amplifier.uiRightChannelAudioLevel(), 20) + "   Buffer " +
-         meter(player.bufferingMeter().displayLevel(), 10));
+    line("L " + meter(display.levelLeft, 20) + "  R " + meter(display.levelRight, 20) + "   Buffer " +
+         meter(display.buffering, 10));
     char settings[200];
-    const char* repeat = player.repeatMode() == AudioDiscPlayer::RepeatMode::none    ? "none"
-                         : player.repeatMode() == AudioDiscPlayer::RepeatMode::track ? "track"
-                                                                                     : "disc";
+    const auto repeatMode = viewModel.repeatMode.value();
+    const char* repeat = repeatMode == AudioDiscPlayer::RepeatMode::none    ? "none"
+                         : repeatMode == AudioDiscPlayer::RepeatMode::track ? "track"
+                                                                            : "disc";
     std::snprintf(settings, sizeof settings, "Rate %.2fx%s%s   Volume %3d %%%s   Repeat %s   Shuffle %s",
-                  static_cast<double>(player.playbackRate()), player.newBeatMode() ? " (New Beat)" : "",
-                  player.rateControlsAreActive() ? " [rate controls]" : "",
-                  static_cast<int>(std::lround(player.volume() * 100.0F)),
-                  player.amplifierIsActive() ? "" : " (amplifier off)", repeat,
-                  player.shuffle() ? "on" : "off");
+                  static_cast<double>(viewModel.rate.value()), viewModel.newBeat.value() ? " (New Beat)" : "",
+                  viewModel.rateControlsShown.value() ? " [rate controls]" : "",
+                  static_cast<int>(std::lround(viewModel.volume.value() * 100.0F)),
+                  viewModel.amplifier.value() ? (viewModel.muted.value() ? " (muted)" : "")
+                                              : " (amplifier off)",
+                  repeat, viewModel.shuffle.value() ? "on" : "off");
     line(settings);
     line("");
     line("space play/pause  s stop/eject  n/p track  ]/[ chapter  ←/→ 10 s  +/- volume  m mute  a amp");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "playback/AudioDiscPlayer.hpp"
+#include "presentation/PlaybackViewModel.hpp"
 
 #include <deque>
 #include <optional>
@@ -42,12 +43,9 @@ private:
     std::string pending_;
 };
 
-/// The status screen: lines to redraw in place, from the player's state and the last log lines.
-[[nodiscard]] std::string statusScreen(const AudioDiscPlayer& player, const std::deque<std::string>& logTail,
-                                       int width);
-
-/// "-00:01.50" style time of `frames` at `sampleRate`: minutes, seconds and hundredths, with
-/// the sign of a pregap.
-[[nodiscard]] std::string timeText(std::int64_t frames, double sampleRate);
+/// The status screen: lines to redraw in place, from the view model (the display's status line,
+/// time and titles, then the disc, the meters and the settings) and the last log lines. Main thread.
+[[nodiscard]] std::string statusScreen(const PlaybackViewModel& viewModel,
+                                       const std::deque<std::string>& logTail, int width);
 
 } // namespace lorvan::cli

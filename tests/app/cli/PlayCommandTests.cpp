@@ -109,10 +109,10 @@ TEST_F(PlayCommand, OnATerminalDrawsTheStatusTakesKeysAndRestoresTheTerminal) {
                                       "-c " + test::shellQuoted(keys + " | timeout 30 script -q -e -c " +
                                                                 test::shellQuoted(command) + " /dev/null"),
                                       environment(), true);
-    EXPECT_THAT(run.out, HasSubstr("▶ Playing   Track 01  Index 01"));
-    EXPECT_THAT(run.out, HasSubstr("Track 02  Index 01"));
-    EXPECT_THAT(run.out, HasSubstr("(track remaining)"));
-    EXPECT_THAT(run.out, HasSubstr("Morning Arpeggios — The Lorvan Ensemble"));
+    EXPECT_THAT(run.out, HasSubstr("▶ Playing   TRACK 01  INDEX 01"));
+    EXPECT_THAT(run.out, HasSubstr("TRACK 02  INDEX 01"));
+    EXPECT_THAT(run.out, HasSubstr("TRACK REMAIN"));
+    EXPECT_THAT(run.out, HasSubstr("Morning Arpeggios — The Lorvan Ensemble · Lorvan Demo Disc"));
     EXPECT_THAT(run.out, HasSubstr("Repeat none   Shuffle off"));
     EXPECT_THAT(run.out, HasSubstr("exit=0"));
     EXPECT_THAT(run.out, HasSubstr(" icanon")) << "line editing is back";

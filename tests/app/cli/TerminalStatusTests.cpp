@@ -28,6 +28,7 @@ protected:
                                                          platform::soxrResamplerFactory());
         player = AudioDiscPlayer::create(
             {engine, reader, scheduler, mainThread, std::make_shared<InMemoryUserDefaults>(), {}});
+        viewModel.emplace(player, mainThread);
         player->load(AudioDisc::fromCueSheet(CueSheet(Url::fileURL(directory.path() / "Lorvan Demo.cue")),
                                              platform::audioDiscServices()),
                      false);
@@ -36,9 +37,18 @@ protected:
     void TearDown() override {
         if (player) player->insertDisc(std::nullopt);
         pump();
+        viewModel.reset();
     }
     void pump() {
         while (reader->runAll() + scheduler->runAll() + mainThread->runAll() > 0) {
+        }
+    }
+    /// Pumps, and lets the clock pass every publication the view model still holds back.
+    void settle() {
+        pump();
+        while (mainThread->delayedCount() > 0) {
+            mainThread->advance(PlaybackViewModel::publicationInterval);
+            pump();
         }
     }
     KeyAction press(std::string_view bytes) {
@@ -52,6 +62,7 @@ protected:
     std::shared_ptr<ManualSerialQueue> scheduler = std::make_shared<ManualSerialQueue>();
     std::shared_ptr<ManualMainThreadExecutor> mainThread = std::make_shared<ManualMainThreadExecutor>();
     std::shared_ptr<AudioDiscPlayer> player;
+    std::optional<PlaybackViewModel> viewModel;
     std::optional<KeyInterpreter> keys;
 };
 
@@ -103,17 +114,34 @@ TEST_F(TerminalStatus, QuitStopsAtTheKeyAndIgnoresWhatFollows) {
     EXPECT_EQ(press("x"), KeyAction::none) << "unknown keys do nothing";
 }
 
-TEST_F(TerminalStatus, ScreenShowsThePregapAsNegativeTimeAndTheDiscWithItsCues) {
+TEST_F(TerminalStatus, ScreenShowsWhatTheDisplayShowsThenTheDiscTheMetersAndTheSettings) {
     // One second before track 2's INDEX 01, inside its INDEX 00 pregap.
     player->goToTrack(1, 0, true);
-    pump();
-    const std::string screen = statusScreen(*player, {"⦿ a log line"}, 80);
-    EXPECT_THAT(screen, HasSubstr("▶ Playing   Track 02  Index 00   -00:01.00  (track elapsed)"));
+    player->setRepeatMode(AudioDiscPlayer::RepeatMode::track);
+    settle();
+    std::string screen = statusScreen(*viewModel, {"⦿ a log line"}, 80);
+    EXPECT_THAT(screen, HasSubstr("▶ Playing   TRACK 02  INDEX 00   -0:01  PREGAP\x1b[K\r\n"
+                                  "A Minor Walk — Lorvan Strings · Lorvan Demo Disc\x1b[K\r\n"));
     EXPECT_THAT(screen, HasSubstr("●"));
-    EXPECT_THAT(screen, HasSubstr("Rate 1.00x   Volume 100 % (amplifier off)   Repeat none   Shuffle off"));
+    EXPECT_THAT(screen, HasSubstr("Rate 1.00x   Volume 100 % (amplifier off)   Repeat track   Shuffle off"));
     EXPECT_THAT(screen, HasSubstr("⦿ a log line"));
-    EXPECT_EQ(timeText(44100 * 61 + 441, 44100), " 01:01.01");
-    EXPECT_EQ(timeText(0, 0), " 00:00.00") << "no rate: no division by zero";
+
+    // The screen reads the view model, which publishes on the main thread: a change the player
+    // made a moment ago shows once it is published.
+    player->setAmplifierIsActive(true);
+    player->toggleMute();
+    player->setPlaybackTimecodeMode(AudioDiscPlayer::PlaybackTimecodeMode::discRemainingTime);
+    screen = statusScreen(*viewModel, {}, 80);
+    EXPECT_THAT(screen, HasSubstr("(amplifier off)"));
+    settle();
+    screen = statusScreen(*viewModel, {}, 80);
+    EXPECT_THAT(screen, HasSubstr("TRACK 02  INDEX 00   -0:21  DISC REMAIN"));
+    EXPECT_THAT(screen, HasSubstr("Volume   0 % (muted)"));
+
+    player->stopEject();
+    player->stopEject();
+    settle();
+    EXPECT_EQ(statusScreen(*viewModel, {"⦿ a log line"}, 80), "■ No disc\x1b[K\r\n");
 }
 
 } // namespace
