@@ -5,13 +5,13 @@
 #include "playback/BuiltInOutputs.hpp"
 
 #include <algorithm>
+#include <alsa/asoundlib.h>
 #include <atomic>
 #include <condition_variable>
-#include <mutex>
-#include <thread>
-#include <alsa/asoundlib.h>
 #include <jack/jack.h>
+#include <mutex>
 #include <portaudio.h>
+#include <thread>
 
 namespace lorvan::platform {
 
@@ -50,18 +50,51 @@ struct PortAudioOutput::Stream {
     bool abandoned = false;
 };
 
-PortAudioOutput::PortAudioOutput()
+namespace {
+
+/// PortAudio's output devices by index; call between Pa_Initialize and Pa_Terminate.
+template <typename Visit> void forEachOutputDevice(Visit visit) {
+    const PaDeviceIndex count = Pa_GetDeviceCount();
+    for (PaDeviceIndex device = 0; device < count; ++device)
+        if (const auto* info = Pa_GetDeviceInfo(device); info != nullptr && info->maxOutputChannels > 0)
+            if (!visit(device, std::string(info->name))) return;
+}
+
+} // namespace
+
+PortAudioOutput::PortAudioOutput(const std::optional<std::string>& deviceName)
     : stream_(std::make_unique<Stream>()) {
     quietenHostLibraries();
     if (const auto error = Pa_Initialize(); error != paNoError)
         throw unavailable("Couldn't start PortAudio", error);
-    const auto device = Pa_GetDefaultOutputDevice();
+    PaDeviceIndex device = paNoDevice;
+    if (deviceName) {
+        forEachOutputDevice([&](PaDeviceIndex index, const std::string& name) {
+            if (name == *deviceName) device = index;
+            return device == paNoDevice;
+        });
+    } else {
+        device = Pa_GetDefaultOutputDevice();
+    }
     if (device == paNoDevice) {
         Pa_Terminate();
         throw AudioEngineError(AudioEngineError::Kind::outputUnavailable,
-                               "There is no default output device");
+                               deviceName ? "There is no output device named '" + *deviceName + "'"
+                                          : std::string("There is no default output device"));
     }
     stream_->parameters.device = device;
+}
+
+std::vector<std::string> outputDeviceNames() {
+    quietenHostLibraries();
+    if (Pa_Initialize() != paNoError) return {};
+    std::vector<std::string> names;
+    forEachOutputDevice([&](PaDeviceIndex, const std::string& name) {
+        if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+        return true;
+    });
+    Pa_Terminate();
+    return names;
 }
 
 PortAudioOutput::~PortAudioOutput() {
@@ -158,8 +191,9 @@ void warnDeviceLost() {
 /// carries on at the clock's pace).
 class DeviceOrNullOutput final : public AudioOutput {
 public:
-    explicit DeviceOrNullOutput(std::unique_ptr<PortAudioOutput> device)
-        : device_(std::move(device)) {}
+    DeviceOrNullOutput(std::unique_ptr<PortAudioOutput> device, std::function<void()> deviceLost)
+        : device_(std::move(device))
+        , deviceLost_(std::move(deviceLost)) {}
     ~DeviceOrNullOutput() override { stop(); }
     DeviceOrNullOutput(const DeviceOrNullOutput&) = delete;
     DeviceOrNullOutput& operator=(const DeviceOrNullOutput&) = delete;
@@ -232,6 +266,7 @@ private:
                 // The graph renders for the device's format; the null output takes it as it is.
                 null_.configure(configuration_.sampleRate, configuration_.channels);
                 null_.start(source);
+                if (deviceLost_) deviceLost_();
                 return;
             }
         });
@@ -242,6 +277,7 @@ private:
     bool watching_ = false;
     std::thread watcher_;
     std::unique_ptr<PortAudioOutput> device_;
+    std::function<void()> deviceLost_;
     OutputConfiguration configuration_;
     /// Kept, never cleaned up (see `PortAudioOutput::abandon`); there is no device after it.
     std::unique_ptr<PortAudioOutput> lostDevice_;
@@ -250,10 +286,13 @@ private:
 
 } // namespace
 
-std::unique_ptr<AudioOutput> makePlaybackOutput(OutputChoice choice) {
+std::unique_ptr<AudioOutput> makePlaybackOutput(OutputChoice choice,
+                                                const std::optional<std::string>& deviceName,
+                                                std::function<void()> deviceLost) {
     if (choice == OutputChoice::null) return std::make_unique<NullAudioOutput>();
     try {
-        return std::make_unique<DeviceOrNullOutput>(std::make_unique<PortAudioOutput>());
+        return std::make_unique<DeviceOrNullOutput>(std::make_unique<PortAudioOutput>(deviceName),
+                                                    std::move(deviceLost));
     } catch (const AudioEngineError& error) {
         warnNoDevice(error.what());
         return std::make_unique<NullAudioOutput>();

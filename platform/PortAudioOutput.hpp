@@ -2,18 +2,22 @@
 
 #include "playback/AudioOutput.hpp"
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace lorvan::platform {
 
-/// The system's default output device through PortAudio. It opens at the disc's rate when the
-/// device accepts it, otherwise at the device's own rate (the graph converts), always with at
-/// least two channels so that a mono disc reaches both speakers.
+/// An output device through PortAudio: the system's default, or one named. It opens at the disc's rate when
+/// the device accepts it, otherwise at the device's own rate (the graph converts), always with at least two
+/// channels so that a mono disc reaches both speakers.
 class PortAudioOutput final : public AudioOutput {
 public:
-    /// Throws AudioEngineError (outputUnavailable) when PortAudio finds no output device.
-    PortAudioOutput();
+    /// Throws AudioEngineError (outputUnavailable) when PortAudio finds no output device, or
+    /// none named `deviceName` (one of `outputDeviceNames()`; empty for the default).
+    explicit PortAudioOutput(const std::optional<std::string>& deviceName = std::nullopt);
     ~PortAudioOutput() override;
     PortAudioOutput(const PortAudioOutput&) = delete;
     PortAudioOutput& operator=(const PortAudioOutput&) = delete;
@@ -39,8 +43,16 @@ private:
 
 enum class OutputChoice { device, null };
 
-/// The output for `play`: the sound device, or the null output with a warning in the console
-/// log when no device can be opened (now or when the engine connects later).
-[[nodiscard]] std::unique_ptr<AudioOutput> makePlaybackOutput(OutputChoice choice);
+/// The output for playing: the sound device (the default one, or `deviceName`), or the null
+/// output with a warning in the console log when no device can be opened (now or when the
+/// engine connects later). A device that goes away while playing hands over to the null
+/// output with a warning, and then `deviceLost` runs on the thread that noticed.
+[[nodiscard]] std::unique_ptr<AudioOutput>
+makePlaybackOutput(OutputChoice choice, const std::optional<std::string>& deviceName = {},
+                   std::function<void()> deviceLost = {});
+
+/// The names of PortAudio's output devices, in its order, each once; empty when PortAudio
+/// cannot start. Any thread, though not while another PortAudio call runs.
+[[nodiscard]] std::vector<std::string> outputDeviceNames();
 
 } // namespace lorvan::platform

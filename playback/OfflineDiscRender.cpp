@@ -3,6 +3,7 @@
 #include "core/UserDefaults.hpp"
 #include "playback/AudioDiscPlayer.hpp"
 #include "playback/GraphAudioEngine.hpp"
+#include "playback/PlaybackStallWatchdog.hpp"
 #include "playback/ThreadSerialQueue.hpp"
 
 #include <algorithm>
@@ -205,9 +206,8 @@ DiscRenderResult renderDisc(AudioDisc disc, ResamplerFactory resamplers, const O
     else
         player->play();
 
-    const std::int64_t end = total;
+    PlaybackStallWatchdog watchdog(options.stallTimeout);
     std::uint64_t seenCompletions = progress->completions.load();
-    auto quietSince = std::chrono::steady_clock::now();
     std::deque<std::function<void()>> deferred;
     for (;;) {
         auto work = mainThread->take(std::chrono::milliseconds(50));
@@ -224,21 +224,16 @@ DiscRenderResult renderDisc(AudioDisc disc, ResamplerFactory resamplers, const O
             break;
         }
         const std::uint64_t completions = progress->completions.load();
-        const bool idle = player->currentlyScheduledBuffers() == 0 && player->dequeCount() == 0;
-        if (completions != seenCompletions || !idle) {
-            seenCompletions = completions;
-            quietSince = std::chrono::steady_clock::now();
-            continue;
-        }
-        if (std::chrono::steady_clock::now() - quietSince < options.stallTimeout) continue;
-        // The reader stops one frame short of the end when its position lands exactly there;
-        // the disc is then over as far as the player goes.
-        if (player->currentBufferingPosition() >= end - 1) {
+        const auto stall =
+            watchdog.check(*player, std::chrono::steady_clock::now(), completions != seenCompletions);
+        seenCompletions = completions;
+        if (!stall) continue;
+        if (stall->kind == PlaybackStallWatchdog::Stall::Kind::discEnded) {
             progress->lastFrameConsumed.store(true);
             offline.finish();
             break;
         }
-        throw DiscRenderError(DiscRenderError::Kind::readFailed, player->currentBufferingPosition());
+        throw DiscRenderError(DiscRenderError::Kind::readFailed, stall->frame);
     }
 
     offline.waitUntilFinished();

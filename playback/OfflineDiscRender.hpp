@@ -4,6 +4,7 @@
 #include "disc/AudioDisc.hpp"
 #include "playback/AudioEngine.hpp"
 #include "playback/BuiltInOutputs.hpp"
+#include "playback/PlaybackStallWatchdog.hpp"
 #include "playback/Resampler.hpp"
 
 #include <chrono>
@@ -81,7 +82,7 @@ struct DiscRenderOptions {
     std::optional<std::int64_t> startFrame;
     std::uint32_t blockFrames = 4096;
     /// How long the read-ahead may stay empty with nothing scheduled before the render gives up.
-    std::chrono::milliseconds stallTimeout{3000};
+    std::chrono::milliseconds stallTimeout = PlaybackStallWatchdog::defaultTimeout;
 };
 
 struct DiscRenderResult {

@@ -3,13 +3,8 @@
 #include "PlaybackSupport.hpp"
 #include "TerminalStatus.hpp"
 #include "app/session/DiscOpening.hpp"
-#include "app/session/QtMainThreadExecutor.hpp"
+#include "app/session/PlayerSession.hpp"
 #include "core/ConsoleLog.hpp"
-#include "platform/PortAudioOutput.hpp"
-#include "platform/QtUserDefaults.hpp"
-#include "platform/SoxrResampler.hpp"
-#include "playback/GraphAudioEngine.hpp"
-#include "playback/ThreadSerialQueue.hpp"
 #include "presentation/PlaybackViewModel.hpp"
 
 #include <QCoreApplication>
@@ -20,7 +15,6 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <memory>
-#include <random>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -172,42 +166,23 @@ int runPlay(const PlayArguments& arguments) {
     if (arguments.track && (*arguments.track < 1 || *arguments.track > trackCount))
         return usage("--track " + std::to_string(*arguments.track) + ": the disc has tracks 1 to " +
                      std::to_string(trackCount));
-    const std::int64_t total = disc->data->totalFrameCount();
 
-    const auto defaults = std::make_shared<QtUserDefaults>();
-    AudioDiscPlayer::RandomIndex randomIndex;
-    if (arguments.seed) {
-        auto generator = std::make_shared<std::mt19937_64>(*arguments.seed);
-        randomIndex = [generator](std::size_t first, std::size_t last) {
-            return std::uniform_int_distribution<std::size_t>(first, last)(*generator);
-        };
-    }
-    auto engine = std::make_shared<GraphAudioEngine>(
-        platform::makePlaybackOutput(arguments.output == "null" ? platform::OutputChoice::null
-                                                                : platform::OutputChoice::device),
-        platform::soxrResamplerFactory());
-    const auto mainThread = std::make_shared<QtMainThreadExecutor>();
-    auto player = AudioDiscPlayer::create({engine, std::make_shared<ThreadSerialQueue>("populateDequeQueue"),
-                                           std::make_shared<ThreadSerialQueue>("scheduleBufferQueue"),
-                                           mainThread, defaults, randomIndex});
-    engine.reset();
+    PlayerSession::Options options;
+    options.soundDevice = arguments.output != "null";
+    options.shuffleSeed = arguments.seed;
+    PlayerSession session(options);
+    std::shared_ptr<AudioDiscPlayer> player = session.sharedPlayer();
     // The player's one observer, before the disc goes in; the status screen and the end of the
     // run follow it.
-    std::optional<PlaybackViewModel> viewModel(std::in_place, player, mainThread);
+    std::optional<PlaybackViewModel> viewModel(std::in_place, player, session.mainThread());
 
     std::optional<LogTail> logTail;
     std::optional<RawTerminal> terminal;
-    // Ejecting stops the engine and the output; the queues may still hold the player for a
-    // moment, and hand their last reference back to the event loop.
     const auto shutDown = [&] {
         if (!player) return;
-        player->insertDisc(std::nullopt);
         viewModel.reset();
-        const std::weak_ptr<AudioDiscPlayer> weak = player;
         player.reset();
-        while (!weak.expired())
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QCoreApplication::processEvents();
+        session.shutDown();
         if (interactive) std::printf("\x1b[?25h\n");
         terminal.reset();
         logTail.reset();
@@ -224,8 +199,8 @@ int runPlay(const PlayArguments& arguments) {
                               : arguments.repeat == "disc" ? AudioDiscPlayer::RepeatMode::disc
                                                            : AudioDiscPlayer::RepeatMode::none;
             // As the preferences would: the next disc and the next run start with it too.
-            defaults->setString(AudioDiscPlayer::repeatModeDefaultsKey,
-                                std::string(AudioDiscPlayer::rawValue(mode)));
+            session.userDefaults().setString(AudioDiscPlayer::repeatModeDefaultsKey,
+                                             std::string(AudioDiscPlayer::rawValue(mode)));
             player->setRepeatMode(mode);
         }
         if (arguments.shuffle) player->toggleShuffle();
@@ -308,38 +283,18 @@ int runPlay(const PlayArguments& arguments) {
         redraw();
     }
 
-    // A pipeline that has run dry while playing: the end of a disc whose reader stopped one
-    // frame short of it, or a read that keeps failing.
-    int idleTicks = 0;
-    QTimer watchdog;
-    QObject::connect(&watchdog, &QTimer::timeout, [&] {
-        if (!player || player->state() != AudioDiscPlayer::State::playing ||
-            player->currentlyScheduledBuffers() > 0 || player->dequeCount() > 0) {
-            idleTicks = 0;
-            return;
-        }
-        if (++idleTicks < 12) return;
-        idleTicks = 0;
-        if (player->currentBufferingPosition() >= total - 1) {
-            player->stopEject();
-            return;
-        }
-        ConsoleLog::write("Playback stopped: the disc could not be read from frame " +
-                          std::to_string(player->currentBufferingPosition()) + ".");
-        if (interactive) {
-            player->stopEject();
-        } else {
-            status = exitRefused;
-            QCoreApplication::exit(exitRefused);
-        }
-    });
-    watchdog.start(250);
+    // The session has logged the failure and stopped; on a terminal the user may play on,
+    // without one the run ends with the failure's status.
+    session.notifications.readFailed = [&](std::int64_t) {
+        if (interactive) return;
+        status = exitRefused;
+        QCoreApplication::exit(exitRefused);
+    };
 
     if (player->state() != AudioDiscPlayer::State::stopped || interactive) {
         const int loopStatus = QCoreApplication::exec();
         if (status == exitSuccess) status = loopStatus;
     }
-    watchdog.stop();
     redrawSubscription.cancel();
     stateSubscription.cancel();
     shutDown();
