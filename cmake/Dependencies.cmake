@@ -4,7 +4,7 @@ find_package(ICU 72 REQUIRED COMPONENTS uc i18n data)
 find_package(nlohmann_json 3.11 REQUIRED)
 
 # Only platform/ and app/ may link these.
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets)
 find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
 # Debian's FFmpeg is built for every video codec and network protocol and maps about 150 libraries
 # into each process. Whoever wants a lean build can configure FFmpeg for audio alone (the FLAC,

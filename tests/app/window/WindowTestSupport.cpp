@@ -1,5 +1,8 @@
 #include "WindowTestSupport.hpp"
 
+#include "support/TestSupport.hpp"
+
+#include <QAction>
 #include <cstdlib>
 
 namespace lorvan::test {
@@ -13,6 +16,42 @@ QApplication& application() {
         return new QApplication(argc, argv);
     }();
     return *app;
+}
+
+const std::filesystem::path& demoCueSheet() {
+    static TemporaryDirectory folder;
+    static const std::filesystem::path cue = [] {
+        const ProcessRun run = runProcess(LORVAN_CLI, "demo --dir " + shellQuoted(folder.path() / "demo"));
+        EXPECT_EQ(run.status, 0) << run.out;
+        return folder.path() / "demo" / "Lorvan Demo.cue";
+    }();
+    return cue;
+}
+
+WindowFixture::WindowFixture() {
+    (void)application();
+    ui = std::make_unique<UserUISettings>(*defaults);
+    playerSettings = std::make_unique<PlayerSettings>(*defaults);
+    auto manual = std::make_unique<ManualAudioOutput>();
+    output = manual.get();
+    session = std::make_unique<window::WindowSession>(std::move(manual), defaults);
+    window = std::make_unique<window::MainWindow>(*session, *ui, *playerSettings, *defaults);
+    window->setAlertsShown(false);
+}
+
+WindowFixture::~WindowFixture() {
+    window.reset();
+    session->shutDown();
+}
+
+void WindowFixture::trigger(const char* name) const {
+    QAction* action = window->action(QString::fromLatin1(name));
+    if (action == nullptr) {
+        ADD_FAILURE() << "no action " << name;
+        return;
+    }
+    action->trigger();
+    QCoreApplication::processEvents();
 }
 
 } // namespace lorvan::test

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "presentation/LCTheme.hpp"
+
+#include <QColor>
+#include <QPalette>
+
+namespace lorvan::window {
+
+[[nodiscard]] QColor qColor(const Color& color);
+
+/// The colours of the controls around the display, so that the window reads as one device
+/// whose face is the theme: a body a shade darker than the display's glass, its labels in the
+/// display's ink, its active controls in the accent.
+struct ThemeColors {
+    QColor body;      // the panel behind the controls
+    QColor bodyEdge;  // a line between panels
+    QColor well;      // recessed areas: the navigator's bar, the track list
+    QColor primary;   // labels and glyphs
+    QColor secondary; // less important text
+    QColor accent;    // active toggles, the played part, the playing row
+    QColor hover;     // a hovered control or row
+
+    [[nodiscard]] static ThemeColors of(const LCTheme& theme);
+    /// A palette for the widgets around the display (menus and dialogs keep the desktop's).
+    [[nodiscard]] QPalette palette() const;
+};
+
+} // namespace lorvan::window

@@ -1,0 +1,248 @@
+#include "WindowTestSupport.hpp"
+#include "app/window/DisplayView.hpp"
+#include "app/window/RateVolumePanel.hpp"
+#include "app/window/TrackListModel.hpp"
+#include "support/TestSupport.hpp"
+
+#include <QAction>
+#include <QApplication>
+#include <QDropEvent>
+#include <QMimeData>
+#include <QTreeView>
+#include <QUrl>
+#include <gtest/gtest.h>
+
+namespace lorvan::test {
+namespace {
+
+using State = AudioDiscPlayer::State;
+
+std::int64_t cueFrame(const AudioDisc& disc, long track, long chapter) {
+    for (const AudioCue& cue : disc.cues)
+        if (cue.trackIndex == track && cue.chapter == chapter) return cue.keyFrame;
+    ADD_FAILURE() << "no cue " << track << "." << chapter;
+    return -1;
+}
+
+TEST(MainWindowTest, StartsEmptyAndSaysSo) {
+    WindowFixture f;
+    const DisplayState& shown = f.window->displayView().state();
+    EXPECT_EQ(shown.title, "No disc");
+    EXPECT_EQ(f.window->trackList().rowCount(), 0);
+    EXPECT_FALSE(f.window->action("playPause")->isEnabled());
+    EXPECT_TRUE(f.window->action("openDocument")->isEnabled());
+}
+
+// Each action of the menus reaches the real player and the window shows what it did.
+TEST(MainWindowTest, EveryActionReachesThePlayer) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    AudioDiscPlayer& p = f.player();
+    const auto disc = p.disc();
+    ASSERT_TRUE(disc);
+    EXPECT_EQ(p.state(), State::playing) << "opening plays at once";
+    EXPECT_EQ(f.window->trackList().rowCount(), static_cast<int>(disc->tracks.size()));
+    EXPECT_EQ(f.window->displayView().state().title, "Morning Arpeggios");
+
+    f.trigger("playPause");
+    EXPECT_EQ(p.state(), State::paused);
+    EXPECT_EQ(f.window->displayView().state().statusRight, "PAUSE");
+
+    const double rate = 44100.0;
+    const std::int64_t before = p.discFramePosition();
+    f.trigger("seekForward");
+    EXPECT_EQ(p.discFramePosition(), before + static_cast<std::int64_t>(10 * rate));
+    f.trigger("seekBackward");
+    EXPECT_EQ(p.discFramePosition(), before);
+
+    f.trigger("nextTrack");
+    EXPECT_EQ(p.currentTrackIndex(), 1);
+    f.trigger("nextChapter");
+    const std::int64_t afterChapter = p.discFramePosition();
+    EXPECT_GT(afterChapter, cueFrame(*disc, 1, 0));
+    f.trigger("previousChapter");
+    EXPECT_LT(p.discFramePosition(), afterChapter);
+    f.trigger("previousTrack");
+    f.trigger("previousTrack");
+    EXPECT_EQ(p.currentTrackIndex(), 0);
+    EXPECT_EQ(p.state(), State::paused) << "navigation keeps the pause";
+
+    f.trigger("increaseSpeed");
+    EXPECT_FLOAT_EQ(p.playbackRate(), 1.05F);
+    f.trigger("decreaseSpeed");
+    f.trigger("decreaseSpeed");
+    EXPECT_FLOAT_EQ(p.playbackRate(), 0.95F);
+    f.trigger("resetSpeed");
+    EXPECT_FLOAT_EQ(p.playbackRate(), 1.0F);
+    f.trigger("toggleBeat");
+    EXPECT_TRUE(p.newBeatMode());
+    EXPECT_FLOAT_EQ(p.playbackRate(), AudioDiscPlayer::newBeatRate);
+    EXPECT_TRUE(f.window->action("toggleBeat")->isChecked());
+    f.trigger("toggleBeat");
+    EXPECT_FALSE(p.newBeatMode());
+
+    EXPECT_FALSE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
+    f.trigger("toggleRateControls");
+    EXPECT_TRUE(p.rateControlsAreActive());
+    EXPECT_TRUE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
+
+    f.trigger("toggleAmplifier");
+    EXPECT_TRUE(p.amplifierIsActive());
+    f.trigger("decreaseVolume");
+    const float quieter = p.volume();
+    EXPECT_LT(quieter, 1.0F);
+    f.trigger("increaseVolume");
+    EXPECT_GT(p.volume(), quieter);
+    f.trigger("toggleMute");
+    EXPECT_EQ(p.volume(), 0.0F);
+    EXPECT_TRUE(f.window->action("toggleMute")->isChecked());
+    f.trigger("toggleMute");
+    EXPECT_GT(p.volume(), 0.0F);
+
+    f.trigger("cycleRepeatMode");
+    EXPECT_EQ(p.repeatMode(), AudioDiscPlayer::RepeatMode::track);
+    EXPECT_EQ(f.defaults->string(AudioDiscPlayer::repeatModeDefaultsKey), "Current Track");
+    f.trigger("repeat.Entire Disc");
+    EXPECT_EQ(p.repeatMode(), AudioDiscPlayer::RepeatMode::disc);
+    EXPECT_TRUE(f.window->action("repeat.Entire Disc")->isChecked());
+    f.trigger("toggleShuffle");
+    EXPECT_TRUE(p.shuffle());
+    f.trigger("cycleTimeMode");
+    EXPECT_EQ(p.playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::trackRemainingTime);
+    f.trigger("timeMode.3");
+    EXPECT_EQ(p.playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::discRemainingTime);
+    EXPECT_EQ(f.window->displayView().state().timeLabel, "DISC REM");
+
+    f.trigger("stopEject");
+    EXPECT_EQ(p.state(), State::stopped);
+    EXPECT_TRUE(p.disc());
+    f.trigger("stopEject");
+    EXPECT_FALSE(p.disc());
+    EXPECT_EQ(f.window->displayView().state().title, "No disc");
+
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.trigger("eject");
+    EXPECT_FALSE(p.disc()) << "Eject takes the disc out even while it plays";
+}
+
+TEST(MainWindowTest, ClickingTheTimeCyclesItsModeAndDoubleClickingATrackPlaysIt) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.window->show();
+    window::DisplayView& display = f.window->displayView();
+    const QPointF at = display.timeRect().center();
+    QMouseEvent press(QEvent::MouseButtonPress, at, display.mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
+                      Qt::NoModifier);
+    QApplication::sendEvent(&display, &press);
+    EXPECT_EQ(f.player().playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::trackRemainingTime);
+
+    QTreeView& tracks = f.window->trackView();
+    emit tracks.activated(f.window->trackList().index(2, 0));
+    EXPECT_EQ(f.player().currentTrackIndex(), 2);
+    EXPECT_EQ(f.player().discFramePosition(),
+              f.player().disc()->trackStartFrame(f.player().disc()->tracks[2]));
+    EXPECT_EQ(f.window->trackList().playingTrack(), 2);
+    EXPECT_EQ(f.window->trackList().index(2, 0).data().toString(), QStringLiteral("\u25B6"));
+}
+
+TEST(MainWindowTest, ThemesAndBrightnessPersistAndRepaint) {
+    WindowFixture f;
+    f.window->show();
+    window::DisplayView& display = f.window->displayView();
+    (void)display.grab();
+    const long frames = display.renderedFrames();
+    (void)display.grab();
+    EXPECT_EQ(display.renderedFrames(), frames) << "nothing changed, nothing rendered";
+
+    QAction* amber = f.window->action("theme.Amber");
+    ASSERT_NE(amber, nullptr);
+    const QImage vhs = display.grab().toImage();
+    amber->trigger();
+    EXPECT_EQ(f.defaults->string(UserUISettings::selectedThemeKey), "Amber");
+    EXPECT_EQ(f.ui->theme.value(), themeOf(LCBuiltInTheme::amber));
+    EXPECT_TRUE(amber->isChecked());
+    const QImage amberImage = display.grab().toImage();
+    EXPECT_GT(display.renderedFrames(), frames);
+    // The glass near the top left: VHS is blue, amber's glass is a black with a warm tint.
+    const QColor vhsPixel = vhs.pixelColor(vhs.width() / 2, 4);
+    const QColor amberPixel = amberImage.pixelColor(amberImage.width() / 2, 4);
+    EXPECT_GT(vhsPixel.blue(), vhsPixel.red());
+    EXPECT_GE(amberPixel.red(), amberPixel.blue());
+
+    // The 28 themes in their order, one choice at a time.
+    const QList<QAction*> group = amber->actionGroup()->actions();
+    ASSERT_EQ(group.size(), 28);
+    for (std::size_t i = 0; i < allBuiltInThemes.size(); ++i)
+        EXPECT_EQ(group[static_cast<qsizetype>(i)]->text().replace("&&", "&").toStdString(),
+                  rawValue(allBuiltInThemes[i]));
+
+    const long beforeDimming = display.renderedFrames();
+    f.trigger("decreaseBrightness");
+    EXPECT_DOUBLE_EQ(f.ui->brightness.value(), 0.9);
+    EXPECT_EQ(f.defaults->string(UserUISettings::brightnessKey), "0.9");
+    (void)display.grab();
+    EXPECT_EQ(display.renderedFrames(), beforeDimming + 1) << "one change, one frame";
+    f.trigger("increaseBrightness");
+    f.trigger("increaseBrightness");
+    EXPECT_DOUBLE_EQ(f.ui->brightness.value(), 1.0) << "brightness stops at its maximum";
+}
+
+TEST(MainWindowTest, RefusedOpenKeepsThePlayingDiscAndShowsTheErrorTexts) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    const auto playing = f.player().disc();
+    TemporaryDirectory folder;
+    const auto broken =
+        folder.write("broken.cue", "FILE \"missing.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
+    EXPECT_FALSE(f.window->openPath(broken));
+    EXPECT_EQ(f.player().disc(), playing);
+    EXPECT_EQ(f.player().state(), State::playing);
+    EXPECT_FALSE(f.window->lastAlertText().isEmpty());
+    EXPECT_FALSE(f.window->openPath(folder.path() / "nothing here.cue"));
+    EXPECT_EQ(f.player().disc(), playing);
+    EXPECT_EQ(f.window->recentDiscs().size(), 1) << "refusals are not remembered";
+}
+
+TEST(MainWindowTest, DroppedFilesAndFoldersOpenDiscs) {
+    WindowFixture f;
+    const auto drop = [&](const std::filesystem::path& path) {
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile(QString::fromStdString(path.string()))});
+        QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(f.window.get(), &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDropEvent event(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(f.window.get(), &event);
+        QCoreApplication::processEvents();
+    };
+    drop(demoCueSheet());
+    ASSERT_TRUE(f.player().disc());
+    EXPECT_EQ(f.player().disc()->source.kind, AudioDisc::Source::Kind::cueSheet);
+
+    // An audio file opens its folder as a disc.
+    std::filesystem::path audio;
+    for (const auto& entry : std::filesystem::directory_iterator(demoCueSheet().parent_path()))
+        if (entry.path().extension() == ".flac") audio = entry.path();
+    ASSERT_FALSE(audio.empty());
+    drop(audio);
+    ASSERT_TRUE(f.player().disc());
+    EXPECT_EQ(f.player().disc()->source.kind, AudioDisc::Source::Kind::directory);
+    EXPECT_EQ(f.window->recentDiscs().front().toStdString(), audio.string());
+}
+
+TEST(MainWindowTest, RestoresAndStoresItsSize) {
+    WindowFixture f;
+    EXPECT_EQ(f.window->size(), QSize(600, 512)) << "the default size";
+    f.playerSettings->lastSize.set({700, 640});
+    {
+        window::MainWindow second(*f.session, *f.ui, *f.playerSettings, *f.defaults);
+        EXPECT_EQ(second.size(), QSize(700, 640));
+        second.show();
+        second.resize(640, 560);
+        second.close();
+    }
+    EXPECT_EQ(f.defaults->string(PlayerSettings::lastSizeKey), "640x560");
+}
+
+} // namespace
+} // namespace lorvan::test

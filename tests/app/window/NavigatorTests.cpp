@@ -1,0 +1,97 @@
+#include "WindowTestSupport.hpp"
+#include "app/window/DiscNavigator.hpp"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <cmath>
+#include <gtest/gtest.h>
+
+namespace lorvan::test {
+namespace {
+
+using window::NavigatorGeometry;
+
+// A 74-minute disc has 195,804,000 frames: a fraction k / total multiplied back by total lands a
+// hair below k for many k, and a plain truncation then seeks one frame early.
+TEST(NavigatorGeometryTest, FractionsOfFramesMapBackToThoseFrames) {
+    for (const std::int64_t total : {std::int64_t{1'323'000}, std::int64_t{195'804'000}, std::int64_t{3}}) {
+        long checked = 0;
+        for (std::int64_t frame = 0; frame < total; frame += std::max<std::int64_t>(1, total / 99'991)) {
+            const double p = static_cast<double>(frame) / static_cast<double>(total);
+            ASSERT_EQ(NavigatorGeometry::frameAtFraction(p, total), frame) << "total " << total;
+            if (frame > 0) {
+                ASSERT_EQ(NavigatorGeometry::frameAtFraction(std::nextafter(p, 0.0), total), frame - 1);
+            }
+            ++checked;
+        }
+        EXPECT_GT(checked, 2);
+    }
+    // Half a frame truncates; the ends and nonsense stay on the disc.
+    EXPECT_EQ(NavigatorGeometry::frameAtFraction(2.5 / 4.0, 4), 2);
+    EXPECT_EQ(NavigatorGeometry::frameAtFraction(1.0, 4), 3);
+    EXPECT_EQ(NavigatorGeometry::frameAtFraction(1.5, 4), 3);
+    EXPECT_EQ(NavigatorGeometry::frameAtFraction(-0.25, 4), 0);
+    EXPECT_EQ(NavigatorGeometry::frameAtFraction(std::nan(""), 4), 0);
+    EXPECT_EQ(NavigatorGeometry::frameAtFraction(0.5, 0), 0);
+}
+
+TEST(NavigatorGeometryTest, ClicksOnDrawnTicksChooseTheirFrames) {
+    const std::int64_t total = 195'804'000;
+    for (const double width : {572.0, 1000.0, 333.0})
+        for (std::int64_t frame = 1; frame < total; frame += 1'960'011) {
+            const double x = NavigatorGeometry::xOfFrame(frame, total, 14.0, width);
+            ASSERT_EQ(NavigatorGeometry::frameAtX(x, total, 14.0, width), frame);
+            ASSERT_LT(NavigatorGeometry::frameAtX(std::nextafter(x, 0.0), total, 14.0, width), frame);
+        }
+    EXPECT_EQ(NavigatorGeometry::frameAtX(-5, total, 14.0, 572.0), 0);
+    EXPECT_EQ(NavigatorGeometry::frameAtX(9999, total, 14.0, 572.0), total - 1);
+}
+
+TEST(DiscNavigatorTest, ClicksSeekExactlyToTrackAndPregapBoundariesOfTheDemoDisc) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.trigger("playPause"); // paused: seeks keep the pause and the position stays where it was put
+    ASSERT_EQ(f.player().state(), AudioDiscPlayer::State::paused);
+    f.window->resize(600, 512);
+    f.window->show();
+    window::DiscNavigator& navigator = f.window->navigator();
+    const auto disc = f.player().disc();
+    ASSERT_TRUE(disc);
+    const auto click = [&](double x) {
+        const QPointF at(x, navigator.barRect().center().y());
+        QMouseEvent press(QEvent::MouseButtonPress, at, navigator.mapToGlobal(at), Qt::LeftButton,
+                          Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&navigator, &press);
+        QMouseEvent release(QEvent::MouseButtonRelease, at, navigator.mapToGlobal(at), Qt::LeftButton,
+                            Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(&navigator, &release);
+        QCoreApplication::processEvents();
+    };
+    int pregaps = 0;
+    for (const AudioCue& cue : disc->cues) {
+        if (cue.keyFrame == 0) continue;
+        pregaps += cue.chapter == 0;
+        click(navigator.xOfFrame(cue.keyFrame));
+        EXPECT_EQ(f.player().discFramePosition(), cue.keyFrame)
+            << "track " << cue.trackIndex + 1 << " index " << cue.chapter;
+        EXPECT_EQ(f.player().currentTrackIndex(), cue.trackIndex);
+        EXPECT_EQ(f.player().currentChapter(), cue.chapter);
+        click(std::nextafter(navigator.xOfFrame(cue.keyFrame), 0.0));
+        EXPECT_LT(f.player().discFramePosition(), cue.keyFrame);
+    }
+    EXPECT_GE(pregaps, 1) << "the demo disc has a pregap to click on";
+    EXPECT_EQ(f.player().state(), AudioDiscPlayer::State::paused);
+
+    // Hovering names the place under the pointer: inside a pregap the time counts up to INDEX 01.
+    for (const AudioCue& cue : disc->cues)
+        if (cue.chapter == 0 && cue.keyFrame > 0) {
+            const std::string text = NavigatorGeometry::hoverText(*disc, cue.keyFrame);
+            EXPECT_NE(
+                text.find("Track " + std::to_string(cue.trackIndex + 1) + " \u00B7 Index 00 \u00B7 -0:0"),
+                std::string::npos)
+                << text;
+        }
+}
+
+} // namespace
+} // namespace lorvan::test
