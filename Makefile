@@ -26,9 +26,18 @@ package: build
 # end of the disc.
 DEMO_DIR := $(or $(XDG_CACHE_HOME),$(HOME)/.cache)/lorvan/demo
 
+WINDOW := build/default/app/window/lorvan
+
+# With a display the window opens on the demo disc and plays it; without one the terminal
+# player plays it to its end.
 run: build
 	@test -f "$(DEMO_DIR)/Lorvan Demo.cue" || "$(CLI)" demo --dir "$(DEMO_DIR)" >/dev/null
-	@"$(CLI)" play "$(DEMO_DIR)/Lorvan Demo.cue" </dev/null
+	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then \
+		"$(WINDOW)" "$(DEMO_DIR)/Lorvan Demo.cue"; \
+	else \
+		echo "No display (neither DISPLAY nor WAYLAND_DISPLAY is set): playing the demo disc in the terminal."; \
+		"$(CLI)" play "$(DEMO_DIR)/Lorvan Demo.cue" </dev/null; \
+	fi
 
 # The playback tests also run under ThreadSanitizer: they are the ones with threads to race. The
 # tsan build holds only them, so every test it did not build is left out by name.

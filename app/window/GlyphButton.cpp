@@ -59,19 +59,19 @@ void drawGlyph(QPainter& p, GlyphButton::Glyph glyph, const QRectF& box, const Q
         break;
     case G::stopEject: {
         // The square of stop above the bar of eject.
-        p.drawRoundedRect(QRectF(c.x() - h * 0.42, c.y() - h * 0.62, h * 0.84, h * 0.72), 1.5, 1.5);
-        p.drawRoundedRect(QRectF(c.x() - h * 0.42, c.y() + h * 0.26, h * 0.84, h * 0.2), 1, 1);
+        p.drawRoundedRect(QRectF(c.x() - h * 0.6, c.y() - h * 0.75, h * 1.2, h * 1.0), 1.5, 1.5);
+        p.drawRoundedRect(QRectF(c.x() - h * 0.6, c.y() + h * 0.45, h * 1.2, h * 0.26), 1, 1);
         break;
     }
     case G::repeat:
     case G::repeatOne: {
         p.setBrush(Qt::NoBrush);
         p.setPen(line);
-        const QRectF loop(c.x() - h * 0.75, c.y() - h * 0.45, h * 1.5, h * 0.9);
+        const QRectF loop(c.x() - h * 0.95, c.y() - h * 0.6, h * 1.9, h * 1.2);
         p.drawRoundedRect(loop, h * 0.3, h * 0.3);
         p.setPen(Qt::NoPen);
         p.setBrush(ink);
-        p.drawPath(triangle({loop.center().x() + h * 0.28, loop.top()}, h * 0.42, true));
+        p.drawPath(triangle({loop.center().x() + h * 0.4, loop.top()}, h * 0.6, true));
         if (glyph == G::repeatOne) {
             QFont font = p.font();
             font.setPixelSize(static_cast<int>(h * 0.62));
