@@ -77,7 +77,7 @@ struct PlaybackProgress {
 
 class PlaybackViewModel;
 
-/// The position of the player, republished at most `maximumRate` times a second.
+/// The position of the player, republished at most once per `PlaybackViewModel::publicationInterval`.
 ///
 /// Threading: main thread only. Every value is set on the main thread by the owning
 /// `PlaybackViewModel`; observers run there.
