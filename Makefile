@@ -50,10 +50,14 @@ test: build build-asan
 	@cmake --build --preset tsan --target $(PLAYBACK_TESTS)
 	ctest --preset tsan -E '_NOT_BUILT$$'
 
+# Each libFuzzer target runs for FUZZ_SECONDS: `make fuzz FUZZ_SECONDS=3600` for an hour apiece.
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS := cuesheet_fuzzer date_fuzzer audiofile_fuzzer disc_fuzzer
+
 fuzz: bootstrap
 	@cmake --preset fuzz >/dev/null
-	@cmake --build --preset fuzz --target cuesheet_fuzzer date_fuzzer
-	@scripts/run-fuzzers 60
+	@cmake --build --preset fuzz --target $(FUZZ_TARGETS) make_fuzz_seeds
+	@scripts/run-fuzzers $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 bench: build
 	@scripts/run-benchmarks

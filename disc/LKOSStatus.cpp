@@ -140,7 +140,7 @@ std::optional<std::string> LKOSStatus::value() const {
 }
 
 void checkStatus(std::int32_t status, std::string_view operation, const std::optional<Url>& audioFileURL,
-                 std::string_view function, std::source_location at) {
+                 std::string_view function, SourceLocation at) {
     if (status == 0) return;
     LKOSStatus error(status, at.file_name(), static_cast<long>(at.line()), std::string(function),
                      std::string(operation), audioFileURL);

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "core/LocalizedError.hpp"
+#include "core/SourceLocation.hpp"
 #include "core/Url.hpp"
 
 #include <cstdint>
 #include <optional>
-#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -59,6 +59,6 @@ public:
 /// The status check every audio-file call goes through: nothing happens for 0; any other
 /// status prints the operation-failure block and is thrown as an `LKOSStatus` with all fields.
 void checkStatus(std::int32_t status, std::string_view operation, const std::optional<Url>& audioFileURL,
-                 std::string_view function, std::source_location at = std::source_location::current());
+                 std::string_view function, SourceLocation at = SourceLocation::current());
 
 } // namespace lorvan

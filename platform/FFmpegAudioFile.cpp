@@ -174,13 +174,13 @@ public:
 
 private:
     [[noreturn]] void fail(int status, std::string_view operation, std::string_view function,
-                           std::source_location at = std::source_location::current()) const {
+                           SourceLocation at = SourceLocation::current()) const {
         checkStatus(status == 0 ? AVERROR_UNKNOWN : status, operation, url_, function, at);
         throw LKOSStatus(status); // not reached: checkStatus throws for every non-zero status
     }
 
     void check(int status, std::string_view operation, std::string_view function,
-               std::source_location at = std::source_location::current()) const {
+               SourceLocation at = SourceLocation::current()) const {
         if (status < 0) fail(status, operation, function, at);
     }
 
