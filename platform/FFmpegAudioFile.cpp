@@ -8,6 +8,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/error.h>
+#include <libavutil/mem.h>
 #include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 }
@@ -47,6 +48,8 @@ struct FrameDeleter {
 struct ResamplerDeleter {
     void operator()(SwrContext* context) const { swr_free(&context); }
 };
+
+constexpr std::size_t maximumFFmpegAllocation = std::size_t{256} << 20;
 
 bool isAllowedDemuxer(const char* name) {
     static constexpr std::array<std::string_view, 5> names{"wav", "aiff", "flac", "mov,mp4,m4a,3gp,3g2,mj2",
@@ -106,6 +109,12 @@ void installFFmpegStatusDescriptions() {
         LKOSStatus::setDescriptionProvider(&ffmpegDescription);
         // Decoders complain about damaged files on standard error; Lorvan reports them itself.
         av_log_set_level(AV_LOG_FATAL);
+        // Demuxers allocate what a file's headers claim before reading it: a damaged WAVE whose
+        // INFO tag claims 1.2 GB made FFmpeg allocate and clear 1.2 GB, for half a minute, to refuse
+        // a 160-byte file. No buffer of a playable file comes near this bound (decoded frames
+        // are kilobytes, the largest thing is an embedded picture); past it, opening fails
+        // with ENOMEM at once.
+        av_max_alloc(maximumFFmpegAllocation);
     });
 }
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/resource.h>
 #include <tuple>
 
 namespace lorvan {
@@ -67,7 +68,8 @@ TEST_P(LosslessRoundTrip, decodesEveryFrameExactly) {
     else if (type == LKAudioFileType::aiff || type == LKAudioFileType::aifc)
         test::writeAiff(path, rate, channels, bits, samples, type == LKAudioFileType::aifc);
     else
-        writeAudioFile(path, type == LKAudioFileType::flac ? AudioFileEncoding::flac : AudioFileEncoding::alac,
+        writeAudioFile(path,
+                       type == LKAudioFileType::flac ? AudioFileEncoding::flac : AudioFileEncoding::alac,
                        rate, channels, bits, samples);
     auto file = openFFmpegAudioFile(Url::fileURL(path));
     EXPECT_EQ(std::tuple(file->length(), file->fileType(), file->bitDepth(), file->fileFormat().sampleRate,
@@ -88,7 +90,9 @@ INSTANTIATE_TEST_SUITE_P(Containers, LosslessRoundTrip,
                                            LosslessCase{"flac", LKAudioFileType::flac, 16, 2, 44100},
                                            LosslessCase{"flac", LKAudioFileType::flac, 24, 2, 96000},
                                            LosslessCase{"m4a", LKAudioFileType::m4a, 16, 2, 44100}),
-                         [](const auto& row) { return row.param.extension + std::to_string(row.param.bits); });
+                         [](const auto& row) {
+                             return row.param.extension + std::to_string(row.param.bits);
+                         });
 
 // Random seeks must land on the exact frame: compare against one sequential decode.
 TEST(FFmpegAudioFile, seeksLandOnTheExactFrame) {
@@ -171,8 +175,8 @@ protected:
         const auto status = test::thrown<LKOSStatus>([&] { (void)openFFmpegAudioFile(url); });
         EXPECT_NE(status.rawValue, 0);
         EXPECT_EQ(status.audioFileURL, url);
-        EXPECT_TRUE(log.contains("Operation '" + status.operationDescription.value_or("") + "' on audio file '" +
-                                 url.absoluteString() + "' failed with error '"));
+        EXPECT_TRUE(log.contains("Operation '" + status.operationDescription.value_or("") +
+                                 "' on audio file '" + url.absoluteString() + "' failed with error '"));
         EXPECT_TRUE(log.contains("  ┗ Function ...... : init(forReading:)"));
         return status;
     }
@@ -196,6 +200,28 @@ TEST_F(BadFile, missingTextEmptyFolderAndTruncatedFilesAreRefusedAtOpen) {
         EXPECT_NE(expectRefused(directory.path() / name).displayText(LKOSStatus::DisplayStyle::errorNames),
                   "Unknown Error");
     }
+}
+
+// What a header claims must not cost what it claims: a WAVE whose INFO tag claims 1.2 GB within a
+// file of 80 bytes made FFmpeg allocate and clear 1.2 GB (half a minute) before refusing it.
+TEST_F(BadFile, aTagClaimingGigabytesIsRefusedWithoutAllocatingThem) {
+    const auto le32 = [](std::uint32_t value) {
+        return std::string{static_cast<char>(value & 0xFF), static_cast<char>((value >> 8) & 0xFF),
+                           static_cast<char>((value >> 16) & 0xFF), static_cast<char>(value >> 24)};
+    };
+    const std::string format = std::string("\x01\x00\x02\x00", 4) + le32(44100) + le32(44100 * 4) +
+                               std::string("\x04\x00\x10\x00", 4);
+    const std::uint32_t claimed = 0x4C00000E;
+    const std::string info = "INFO" + std::string("ISFT") + le32(claimed) + "Lavf";
+    const std::string chunks = "fmt " + le32(16) + format + "LIST" + le32(claimed + 8) + info;
+    const auto path = directory.write(
+        "claims.wav", "RIFF" + le32(static_cast<std::uint32_t>(4 + chunks.size())) + "WAVE" + chunks);
+    rusage before{};
+    getrusage(RUSAGE_SELF, &before);
+    (void)expectRefused(path);
+    rusage after{};
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 300L * 1024) << "peak resident set grew in KiB";
 }
 
 // Damage inside the stream is found by the read that reaches it, as a thrown status.
@@ -233,8 +259,8 @@ TEST(LKOSStatus, statusCheckPrintsAndThrowsOnlyOnFailure) {
     CapturedLog log;
     EXPECT_NO_THROW(checkStatus(0, "AudioFileClose", std::nullopt, "closeAndDispose()"));
     EXPECT_TRUE(log.text().empty());
-    const auto status =
-        test::thrown<LKOSStatus>([] { checkStatus(-5, "AudioFileClose", std::nullopt, "closeAndDispose()"); });
+    const auto status = test::thrown<LKOSStatus>(
+        [] { checkStatus(-5, "AudioFileClose", std::nullopt, "closeAndDispose()"); });
     EXPECT_EQ(std::tuple(status.rawValue, status.sourceFunction, status.operationDescription),
               std::tuple(-5, "closeAndDispose()", "AudioFileClose"));
     EXPECT_FALSE(status.audioFileURL.has_value());
