@@ -40,6 +40,18 @@ void quietenHostLibraries() {
     jack_set_info_function(ignoreJackMessage);
 }
 
+// The device the user's sound goes to. PortAudio's own default is ALSA's default device, which
+// follows the desktop: PulseAudio or PipeWire when one runs, else the sound card. A user who runs
+// a JACK server wants sound there, and PortAudio's JACK host API lists devices only while a
+// server is reachable; ALSA's "jack" plugin device would reach it too, but only on fixed ports.
+PaDeviceIndex userOutputDevice() {
+    if (const PaHostApiIndex jack = Pa_HostApiTypeIdToHostApiIndex(paJACK); jack >= 0)
+        if (const auto* api = Pa_GetHostApiInfo(jack);
+            api != nullptr && api->defaultOutputDevice != paNoDevice)
+            return api->defaultOutputDevice;
+    return Pa_GetDefaultOutputDevice();
+}
+
 } // namespace
 
 struct PortAudioOutput::Stream {
@@ -74,7 +86,7 @@ PortAudioOutput::PortAudioOutput(const std::optional<std::string>& deviceName)
             return device == paNoDevice;
         });
     } else {
-        device = Pa_GetDefaultOutputDevice();
+        device = userOutputDevice();
     }
     if (device == paNoDevice) {
         Pa_Terminate();
@@ -117,7 +129,12 @@ OutputConfiguration PortAudioOutput::configure(double sampleRate, int channels) 
     auto& parameters = stream_->parameters;
     parameters.channelCount = std::min(std::max(channels, 2), info->maxOutputChannels);
     parameters.sampleFormat = paFloat32 | paNonInterleaved;
-    parameters.suggestedLatency = info->defaultHighOutputLatency;
+    // Sound for listening, not for playing along: a quarter of a second of buffer goes unnoticed
+    // on pause and rides out the scheduling delays of a busy machine. PortAudio's default for ALSA
+    // devices is a few tens of milliseconds, which a sound server's client on a loaded desktop
+    // underruns over and over, falling seconds behind the audio (5 s of it took 33 s through
+    // PulseAudio on a busy two-core machine; with this buffer, 5.5 s).
+    parameters.suggestedLatency = std::max(info->defaultHighOutputLatency, 0.25);
     parameters.hostApiSpecificStreamInfo = nullptr;
     double rate = sampleRate;
     if (Pa_IsFormatSupported(nullptr, &parameters, rate) != paFormatIsSupported)

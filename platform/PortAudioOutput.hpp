@@ -10,9 +10,10 @@
 
 namespace lorvan::platform {
 
-/// An output device through PortAudio: the system's default, or one named. It opens at the disc's rate when
-/// the device accepts it, otherwise at the device's own rate (the graph converts), always with at least two
-/// channels so that a mono disc reaches both speakers.
+/// An output device through PortAudio: the user's (a running JACK server's, else the system's
+/// default, ALSA's, which leads to PulseAudio or PipeWire on a desktop), or one named. It opens at
+/// the disc's rate when the device accepts it, otherwise at the device's own rate (the graph
+/// converts), always with at least two channels so that a mono disc reaches both speakers.
 class PortAudioOutput final : public AudioOutput {
 public:
     /// Throws AudioEngineError (outputUnavailable) when PortAudio finds no output device, or

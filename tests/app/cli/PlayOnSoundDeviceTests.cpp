@@ -1,18 +1,28 @@
 // `play` through a real sound device. The machines that run the tests have no sound hardware, so
-// the device is a JACK server on its dummy driver: PortAudio opens it like any other device and it
-// pulls audio at its own clock, which makes the whole device path run as it does for a listener.
+// the devices are sound servers that need none: a JACK server on its dummy driver, which
+// PortAudio reaches through its JACK host API, and a PulseAudio server on a null sink, which it
+// reaches through ALSA's default device as on a desktop. Both pull audio at their own clock,
+// which makes the whole device path run as it does for a listener. Each server lives in a
+// runtime of its own (a unique JACK name, a private runtime directory), and each test hides the
+// other kind of server, so that a developer's own sound servers are never used.
 
 #include "support/TestSupport.hpp"
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string>
+#include <string_view>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <thread>
-#include <utility>
+#include <type_traits>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace lorvan {
 namespace {
@@ -20,50 +30,135 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-/// A JACK server of its own name on the dummy driver; gone with the object (or with the test
-/// process, should that die first).
-class JackDummyServer {
-public:
-    explicit JackDummyServer(int sampleRate)
-        : name_("lorvan-test-" + std::to_string(getpid())) {
-        const std::string rate = std::to_string(sampleRate);
-        pid_ = fork();
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGTERM);
-            (void)!freopen("/dev/null", "w", stdout);
-            (void)!freopen("/dev/null", "w", stderr);
-            execlp("jackd", "jackd", "--no-realtime", "-n", name_.c_str(), "-d", "dummy", "-r", rate.c_str(),
-                   "-p", "1024", nullptr);
-            _exit(127);
-        }
-        ready_ = pid_ > 0 && test::runProcess("jack_wait", "-s " + name_ + " -w -t 10").status == 0;
-    }
-    ~JackDummyServer() { shutDown(); }
-    JackDummyServer(const JackDummyServer&) = delete;
-    JackDummyServer& operator=(const JackDummyServer&) = delete;
+/// Runs `argv` in a child that dies with the test process; its output goes to `log` (or nowhere).
+pid_t spawn(const std::vector<std::string>& argv,
+            const std::vector<std::pair<std::string, std::string>>& environment,
+            const std::filesystem::path& log = "/dev/null") {
+    const pid_t pid = fork();
+    if (pid != 0) return pid;
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    for (const auto& [name, value] : environment)
+        setenv(name.c_str(), value.c_str(), 1);
+    (void)!freopen("/dev/null", "r", stdin);
+    (void)!freopen(log.c_str(), "w", stdout);
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    std::vector<char*> arguments;
+    for (const std::string& argument : argv)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+}
 
-    [[nodiscard]] bool ready() const { return ready_; }
+/// A server process of the test's own; gone with the object (or with the test process).
+class ServerProcess {
+public:
+    ServerProcess() = default;
+    ~ServerProcess() { shutDown(); }
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
     void shutDown() {
         if (pid_ <= 0) return;
         kill(pid_, SIGTERM);
         waitpid(pid_, nullptr, 0);
         pid_ = -1;
     }
-    /// What a client process needs to find this server.
-    [[nodiscard]] std::string environment() const { return "JACK_DEFAULT_SERVER=" + name_; }
+
+protected:
+    pid_t pid_ = -1;
+};
+
+/// A JACK server of its own name on the dummy driver, at 48 kHz.
+class JackDummyServer : public ServerProcess {
+public:
+    static constexpr std::string_view description = "jackd (Debian package jackd2)";
+    /// JACK's own host API; the server runs at 48 kHz, so the graph converts the 44.1 kHz disc.
+    static constexpr std::string_view deviceLine = ": system (JACK Audio Connection Kit), 48000 Hz";
+
+    explicit JackDummyServer(const std::filesystem::path& directory)
+        : name_("lorvan-test-" + std::to_string(getpid()))
+        , directory_(directory) {
+        std::filesystem::create_directories(directory_);
+        pid_ = spawn({"jackd", "--no-realtime", "-n", name_, "-d", "dummy", "-r", "48000", "-p", "1024"}, {});
+        ready_ = pid_ > 0 && test::runProcess("jack_wait", "-s " + name_ + " -w -t 10").status == 0;
+    }
+
+    [[nodiscard]] bool ready() const { return ready_; }
+    /// The ports connected to the server's playback port: PortAudio's while Lorvan plays.
+    static constexpr std::string_view playingClient = "PortAudio:out_";
+    [[nodiscard]] std::string playingClients() const {
+        return test::runProcess("jack_lsp", "-s " + name_ + " -c system:playback_1").out;
+    }
+    /// What a client process needs to find this server, and no PulseAudio server (an empty
+    /// runtime directory, where a desktop's server would have its socket).
+    [[nodiscard]] std::string environment() const {
+        return "JACK_DEFAULT_SERVER=" + name_ + " XDG_RUNTIME_DIR=" + test::shellQuoted(directory_) +
+               " PULSE_RUNTIME_PATH=" + test::shellQuoted(directory_ / "pulse");
+    }
 
 private:
     std::string name_;
-    pid_t pid_ = -1;
+    std::filesystem::path directory_;
     bool ready_ = false;
 };
 
-/// A split demo disc and a settings folder of its own, and a device of 48 kHz against the disc's
-/// 44.1 kHz, so that the graph has to convert for it.
-class PlayOnSoundDevice : public testing::Test {
+/// A PulseAudio server on a null sink at 48 kHz, in a runtime directory of its own, found by its
+/// clients the way a desktop's server is: through XDG_RUNTIME_DIR.
+class PulseNullSinkServer : public ServerProcess {
+public:
+    static constexpr std::string_view description =
+        "pulseaudio (Debian packages pulseaudio and libasound2-plugins)";
+    /// ALSA's default device, which leads to PulseAudio while it runs. The server converts the
+    /// disc's rate for its sink, so the stream opens at the disc's own 44.1 kHz.
+    static constexpr std::string_view deviceLine = ": default (ALSA), 44100 Hz";
+
+    explicit PulseNullSinkServer(const std::filesystem::path& directory)
+        : directory_(directory) {
+        std::filesystem::create_directories(directory_ / "pulse");
+        const auto script = directory_ / "server.pa";
+        std::ofstream(script) << "load-module module-null-sink sink_name=lorvan_test_sink rate=48000\n"
+                                 "load-module module-native-protocol-unix auth-anonymous=1\n"
+                                 "set-default-sink lorvan_test_sink\n";
+        pid_ = spawn({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+                      "--log-target=stderr", "-F", script.string()},
+                     {{"XDG_RUNTIME_DIR", directory_.string()},
+                      {"PULSE_RUNTIME_PATH", (directory_ / "pulse").string()},
+                      {"HOME", directory_.string()},
+                      {"XDG_CONFIG_HOME", (directory_ / "config").string()}},
+                     directory_ / "server.log");
+        for (int attempt = 0; pid_ > 0 && attempt < 100 && !ready_; ++attempt) {
+            ready_ = pactl("info").status == 0;
+            if (!ready_) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    }
+
+    [[nodiscard]] bool ready() const { return ready_; }
+    /// What a client process needs to find this server, and no JACK server (a name nobody runs).
+    [[nodiscard]] std::string environment() const {
+        return "XDG_RUNTIME_DIR=" + test::shellQuoted(directory_) +
+               " PULSE_RUNTIME_PATH=" + test::shellQuoted(directory_ / "pulse") +
+               " JACK_DEFAULT_SERVER=lorvan-test-none-" + std::to_string(getpid());
+    }
+    /// The streams into the server's only sink, each named after its client's program.
+    static constexpr std::string_view playingClient = "application.process.binary = \"lorvan-cli\"";
+    [[nodiscard]] std::string playingClients() const { return pactl("list sink-inputs").out; }
+
+private:
+    [[nodiscard]] test::ProcessRun pactl(const std::string& arguments) const {
+        return test::runProcess("pactl", arguments, environment());
+    }
+
+    std::filesystem::path directory_;
+    bool ready_ = false;
+};
+
+/// A split demo disc and a settings folder of its own, and a sound server of its own.
+template <typename Server> class PlayOnSoundDevice : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(server.ready()) << "jackd (Debian package jackd2, installed by scripts/bootstrap) did not start";
+        ASSERT_TRUE(server.ready()) << Server::description
+                                    << ", installed by scripts/bootstrap, did not start";
         ASSERT_EQ(test::runProcess(LORVAN_CLI, "demo --split --dir " + test::shellQuoted(disc())).status, 0);
     }
     [[nodiscard]] std::filesystem::path disc() const { return directory.path() / "disc"; }
@@ -71,41 +166,59 @@ protected:
     /// Track 3 (10 s) at rate 2: 5 s of the device's time. Returns the run and its wall time.
     std::pair<test::ProcessRun, double> playTrack3() const {
         const auto started = std::chrono::steady_clock::now();
-        auto run = test::runProcess("timeout", "-s TERM 30 " + test::shellQuoted(LORVAN_CLI) + " play " +
-                                                   test::shellQuoted(disc()) + " --output device --track 3 --rate 2",
-                                    server.environment() + " XDG_CONFIG_HOME=" +
-                                        test::shellQuoted(directory.path() / "config"),
+        auto run = test::runProcess("timeout",
+                                    "-s TERM 30 " + test::shellQuoted(LORVAN_CLI) + " play " +
+                                        test::shellQuoted(disc()) + " --output device --track 3 --rate 2",
+                                    server.environment() +
+                                        " XDG_CONFIG_HOME=" + test::shellQuoted(directory.path() / "config"),
                                     true);
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - started;
         return {std::move(run), elapsed.count()};
     }
 
     test::TemporaryDirectory directory;
-    JackDummyServer server{48000};
+    Server server{directory.path() / "server"};
 };
 
-TEST_F(PlayOnSoundDevice, PlaysToTheEndAtTheDevicesClockThroughItsOwnSampleRate) {
-    const auto [run, seconds] = playTrack3();
+using SoundServers = testing::Types<JackDummyServer, PulseNullSinkServer>;
+struct ServerName {
+    template <typename Server>
+    static std::string GetName(int) {
+        return std::is_same_v<Server, JackDummyServer> ? "JACK" : "PulseAudio";
+    }
+};
+TYPED_TEST_SUITE(PlayOnSoundDevice, SoundServers, ServerName);
+
+TYPED_TEST(PlayOnSoundDevice, PlaysToTheEndAtTheDevicesClock) {
+    std::string clients;
+    std::thread observer([this, &clients] {
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        clients = this->server.playingClients();
+    });
+    const auto [run, seconds] = this->playTrack3();
+    observer.join();
     EXPECT_EQ(run.status, 0) << run.out;
-    EXPECT_THAT(run.out, HasSubstr("(JACK Audio Connection Kit), 48000 Hz"));
+    EXPECT_THAT(run.out, HasSubstr(TypeParam::deviceLine));
     EXPECT_THAT(run.out, Not(HasSubstr("null output")));
+    EXPECT_THAT(clients, HasSubstr(TypeParam::playingClient)) << "the audio never reached the server";
     // Paced by the device: neither faster than the audio (a device that does not pull in real
     // time) nor much slower (a device that stalls, or a disc that never ends).
     EXPECT_GT(seconds, 4.5);
     EXPECT_LT(seconds, 12.0);
 }
 
-TEST_F(PlayOnSoundDevice, ADeviceThatGoesAwayMidPlayHandsOverToTheNullOutput) {
+TYPED_TEST(PlayOnSoundDevice, ADeviceThatGoesAwayMidPlayHandsOverToTheNullOutput) {
     // Once its server is gone, PortAudio's own clean-up of the stream aborts the process, and
     // nothing pulls the audio any more: the player has to notice, leave the stream alone and
     // carry on at the null output's clock to the end of the disc.
     std::thread killer([this] {
         std::this_thread::sleep_for(std::chrono::seconds(2));
-        server.shutDown();
+        this->server.shutDown();
     });
-    const auto [run, seconds] = playTrack3();
+    const auto [run, seconds] = this->playTrack3();
     killer.join();
     EXPECT_EQ(run.status, 0) << run.out;
+    EXPECT_THAT(run.out, HasSubstr(TypeParam::deviceLine));
     EXPECT_THAT(run.out, HasSubstr("The sound device went away, playing on to the null output"));
     EXPECT_GT(seconds, 4.5);
     EXPECT_LT(seconds, 12.0);
