@@ -2,6 +2,7 @@
 
 #include <QMouseEvent>
 #include <QPainter>
+#include <cmath>
 
 namespace lorvan::window {
 
@@ -39,7 +40,13 @@ void DisplayView::invalidate() {
     update();
 }
 
-void DisplayView::setState(const DisplayState& state) {
+void DisplayView::setState(const DisplayState& incoming) {
+    // The progress bar is drawn one dot at a time: a move smaller than a dot draws the same
+    // pixels, so it is not a change worth a frame.
+    DisplayState state = incoming;
+    const long dots = DotMatrixDisplayRenderer::layout(geometry()).progressBar.width();
+    if (dots > 0)
+        state.progress = std::floor(state.progress * static_cast<double>(dots)) / static_cast<double>(dots);
     if (state.statusLeft == state_.statusLeft && state.statusRight == state_.statusRight &&
         state.time == state_.time && state.timeLabel == state_.timeLabel && state.title == state_.title &&
         state.subtitle == state_.subtitle && state.progress == state_.progress &&
