@@ -5,7 +5,7 @@ namespace lorvan {
 DisplayState DisplayState::typical() {
     DisplayState state;
     state.statusLeft = "TRACK 02";
-    state.statusRight = "INDEX 01";
+    state.statusRight = "INDEX 00"; // a pregap is index 0 of the track it leads into
     state.time = "-0:02";
     state.timeLabel = "PREGAP";
     state.title = "Caf\u00E9 No\u00EBl \u2014 \u6771\u4EAC\u306E\u591C";
