@@ -30,9 +30,9 @@ std::optional<std::string> QtUserDefaults::string(std::string_view key) const {
 void QtUserDefaults::setString(std::string_view key, const std::string& value) {
     settings_->setValue(qKey(key), QString::fromStdString(value));
     settings_->sync();
-    if (settings_->status() != QSettings::NoError)
-        LogEntry::warning("Cannot save the setting \"" + std::string(key) + "\" to " + fileName() + ".")
-            .print();
+    if (settings_->status() == QSettings::NoError) return;
+    saveFailed_ = true;
+    LogEntry::warning("Cannot save the setting \"" + std::string(key) + "\" to " + fileName() + ".").print();
 }
 
 std::string QtUserDefaults::fileName() const {

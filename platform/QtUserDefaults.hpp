@@ -25,9 +25,12 @@ public:
 
     /// The file the values live in.
     [[nodiscard]] std::string fileName() const;
+    /// Whether a value set since this store was made could not be written to the file.
+    [[nodiscard]] bool saveFailed() const { return saveFailed_; }
 
 private:
     std::unique_ptr<QSettings> settings_;
+    bool saveFailed_ = false;
 };
 
 } // namespace lorvan

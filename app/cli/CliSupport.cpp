@@ -3,7 +3,9 @@
 #include "Commands.hpp"
 #include "core/ConsoleLog.hpp"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 
 namespace lorvan::cli {
 namespace {
@@ -40,6 +42,29 @@ int reportRefusal(const LocalizedError& error, bool json) {
     }
     std::fflush(stdout);
     return exitRefused;
+}
+
+const CLI::Validator& nonEmptyNumber() {
+    static const CLI::Validator validator(
+        [](std::string& value) {
+            return value.empty() ? std::string("a number is needed, not an empty value") : "";
+        },
+        "NUMBER");
+    return validator;
+}
+
+const CLI::Validator& unsigned64() {
+    static const CLI::Validator validator(
+        [](std::string& value) -> std::string {
+            if (value.empty() || value.find_first_not_of("0123456789") != std::string::npos)
+                return "a whole number from 0 to 18446744073709551615 is needed, not '" + value + "'";
+            errno = 0;
+            (void)std::strtoull(value.c_str(), nullptr, 10);
+            if (errno == ERANGE) return "'" + value + "' is more than 18446744073709551615";
+            return {};
+        },
+        "UINT64");
+    return validator;
 }
 
 void useStandardErrorForLog() {

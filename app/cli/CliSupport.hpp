@@ -3,6 +3,7 @@
 #include "app/session/DiscOpening.hpp"
 #include "core/LocalizedError.hpp"
 
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -20,6 +21,13 @@ namespace lorvan::cli {
 /// Prints a refusal the way every command does: JSON on stdout with `json`, else the one-line
 /// description on stdout. Returns the exit status for a refused input.
 int reportRefusal(const LocalizedError& error, bool json);
+
+/// Refuses an empty value for a number option (`--rate ""`), which would otherwise read as no
+/// option at all: a usage error.
+[[nodiscard]] const CLI::Validator& nonEmptyNumber();
+/// Accepts only a decimal number from 0 to 2^64 - 1: no sign, no wrap-around of -1, no value
+/// cut to the largest one.
+[[nodiscard]] const CLI::Validator& unsigned64();
 
 /// Sends the console log to standard error so that standard output holds only JSON.
 void useStandardErrorForLog();

@@ -1,6 +1,7 @@
 #include "CliSupport.hpp"
 #include "Commands.hpp"
 #include "PlaybackSupport.hpp"
+#include "RenderOutput.hpp"
 #include "app/session/DiscOpening.hpp"
 #include "core/ConsoleLog.hpp"
 #include "platform/FFmpegAudioEncoder.hpp"
@@ -11,6 +12,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace lorvan::cli {
 namespace {
@@ -71,34 +73,41 @@ int runRender(const RenderArguments& arguments) {
         if (value)
             if (auto message = checkFinite(name, *value)) return usage(*message);
 
-    bool wroteOutput = false;
     try {
         AudioDisc disc = openDisc(arguments.path);
         const AudioFormat source = disc.data->audioFiles().front()->processingFormat();
         const platform::PCMSampleFormat chosen = format.value_or(defaultFormat(disc, *encoding));
-        platform::AudioStreamWriter writer(output, *encoding, static_cast<int>(source.sampleRate),
-                                           source.channelsPerFrame, chosen);
-        wroteOutput = true;
-        DiscRenderOptions options;
-        options.rate = arguments.rate.value_or(1.0F);
-        options.volume = arguments.volume;
-        const DiscRenderResult result = renderDisc(
-            std::move(disc), platform::soxrResamplerFactory(),
-            [&writer](const float* const* planes, int channels, std::uint32_t frames) {
-                writer.write(planes, channels, frames);
-            },
-            options);
-        writer.finish();
+        std::vector<std::filesystem::path> inputs{disc.source.url.path()};
+        for (const auto& file : disc.data->audioFiles())
+            inputs.push_back(file->url().path());
+        // Nothing is opened for writing before the output is known not to be one of the inputs;
+        // the target itself is only replaced once the render has succeeded.
+        RenderOutput safe(output, inputs);
+        DiscRenderResult result;
+        {
+            platform::AudioStreamWriter writer(safe.temporaryPath(), *encoding,
+                                               static_cast<int>(source.sampleRate), source.channelsPerFrame,
+                                               chosen);
+            DiscRenderOptions options;
+            options.rate = arguments.rate.value_or(1.0F);
+            options.volume = arguments.volume;
+            result = renderDisc(
+                std::move(disc), platform::soxrResamplerFactory(),
+                [&writer](const float* const* planes, int channels, std::uint32_t frames) {
+                    writer.write(planes, channels, frames);
+                },
+                options);
+            writer.finish();
+        }
+        safe.commit();
         ConsoleLog::write("");
         std::printf("Rendered %llu frames (%s) to %s\n", static_cast<unsigned long long>(result.frames),
                     duration(result.frames, result.sampleRate).c_str(), output.string().c_str());
         std::fflush(stdout);
         return exitSuccess;
     } catch (const LocalizedError& error) {
-        if (wroteOutput) std::filesystem::remove(output);
         return reportRefusal(error, false);
     } catch (const std::exception& error) {
-        if (wroteOutput) std::filesystem::remove(output);
         ConsoleLog::write("");
         std::printf("Couldn't render the disc: %s\n", error.what());
         std::fflush(stdout);
@@ -115,8 +124,10 @@ void addRenderCommand(CLI::App& app, int& status) {
     command->add_option("PATH", arguments->path, "A cue sheet file or a folder of audio files")->required();
     command->add_option("-o,--output", arguments->output, "The file to write: OUT.wav or OUT.flac")
         ->required();
-    command->add_option("--rate", arguments->rate, "Playback rate, 0.25 to 4.0 (pitch follows)");
-    command->add_option("--volume", arguments->volume, "Volume 0 to 1, through the amplifier");
+    command->add_option("--rate", arguments->rate, "Playback rate, 0.25 to 4.0 (pitch follows)")
+        ->check(nonEmptyNumber());
+    command->add_option("--volume", arguments->volume, "Volume 0 to 1, through the amplifier")
+        ->check(nonEmptyNumber());
     command
         ->add_option("--format", arguments->format, "Sample format: s16, s24 or f32 (default: the source's)")
         ->check(CLI::IsMember({"s16", "s24", "f32"}));

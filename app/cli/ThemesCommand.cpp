@@ -95,6 +95,12 @@ void addThemesCommand(CLI::App& app, int& status) {
                     return;
                 }
                 settings.selectBuiltInTheme(*theme);
+                if (defaults.saveFailed()) {
+                    std::printf("The theme \"%s\" could not be saved to %s.\n", (*select)->c_str(),
+                                defaults.fileName().c_str());
+                    status = exitRefused;
+                    return;
+                }
             }
             if (*preview) {
                 status = writePreviews(**preview) ? exitSuccess : exitRefused;

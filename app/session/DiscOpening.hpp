@@ -5,6 +5,7 @@
 #include "disc/AudioDisc.hpp"
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace lorvan {
@@ -29,7 +30,12 @@ private:
 /// The file URL of `path` when it names a readable regular file; throws `InputError` otherwise.
 [[nodiscard]] Url readableFileUrl(const std::filesystem::path& path);
 
-/// The disc of a cue sheet, or of a folder of audio files when `path` is a folder. Throws the
+/// The cue sheet in `folder` when it holds exactly one (hidden entries and what is not a regular
+/// file aside); none when it holds none or several.
+[[nodiscard]] std::optional<std::filesystem::path> onlyCueSheetIn(const std::filesystem::path& folder);
+
+/// The disc of a cue sheet, or of a folder when `path` is a folder: through the folder's only
+/// cue sheet when it has exactly one, else of its audio files, one track each. Throws the
 /// `LocalizedError` of whichever step refused. Any thread; reads the files it names.
 [[nodiscard]] AudioDisc openDisc(const std::filesystem::path& path);
 

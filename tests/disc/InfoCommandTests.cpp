@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 
 namespace lorvan {
 namespace {
@@ -14,7 +15,9 @@ using testing::HasSubstr;
 namespace fs = std::filesystem;
 const auto quoted = test::shellQuoted;
 
-test::ProcessRun cli(const std::string& arguments) { return test::runProcess(LORVAN_CLI, arguments); }
+test::ProcessRun cli(const std::string& arguments) {
+    return test::runProcess(LORVAN_CLI, arguments);
+}
 
 nlohmann::json refusal(const std::string& arguments) {
     const test::ProcessRun run = cli(arguments + " --json");
@@ -102,7 +105,10 @@ TEST_F(BadInput, missingFilesAndFolders) {
     EXPECT_EQ(missing["type"], "AudioDiscError");
     EXPECT_EQ(missing["kind"], "audioFileNotFound");
     EXPECT_EQ(missing["value"], "gone.flac");
-    EXPECT_EQ(refusal("info " + quoted(directory.path()))["kind"], "noAudioFileInDirectory");
+    EXPECT_EQ(refusal("info " + quoted(directory.path()))["kind"], "audioFileNotFound")
+        << "a folder with one cue sheet opens through it";
+    fs::create_directory(directory.path() / "empty");
+    EXPECT_EQ(refusal("info " + quoted(directory.path() / "empty"))["kind"], "noAudioFileInDirectory");
 
     const test::ProcessRun plain = cli("info " + quoted(sheetFor({"gone.flac"})));
     EXPECT_EQ(plain.status, 1);
@@ -126,6 +132,48 @@ TEST_F(BadInput, filesThatAreNotAudioOrDoNotMatch) {
     EXPECT_EQ(mixed["type"], "AudioDiscDataError");
     EXPECT_EQ(mixed["kind"], "inconsistentAudioFormat");
     EXPECT_EQ(mixed["failureReason"], "All audio files need to use the same audio format.");
+}
+
+// Each would block, grow without end or print binary; each is refused in plain words.
+TEST_F(BadInput, whatIsNotACueSheetIsRefusedBeforeItIsRead) {
+    const auto fifo = directory.path() / "pipe.cue";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const auto& path : {fifo, fs::path("/dev/zero")}) {
+        const auto error = refusal("info " + quoted(path));
+        EXPECT_EQ(error["kind"], "notARegularFile") << path;
+        EXPECT_EQ(error["failureReason"], "It is not a regular file (a pipe, a socket or a device).");
+    }
+    platform::writeAudioFile(directory.path() / "a.flac", platform::AudioFileEncoding::flac, 44100, 2, 16,
+                             test::testSignal(588 * 100, 2, 16, 3));
+    const auto named = test::runProcess(LORVAN_CLI, "info " + quoted(directory.path() / "a.flac"));
+    EXPECT_EQ(named.status, 1);
+    EXPECT_THAT(named.out,
+                HasSubstr("Not a cue sheet: 'a.flac' holds binary data (NUL bytes), not the text of a "
+                          "cue sheet.\n"));
+    EXPECT_EQ(named.out.find("fLaC"), std::string::npos) << "nothing of the file is shown";
+    EXPECT_EQ(named.out.find('\0'), std::string::npos);
+    EXPECT_LT(named.out.size(), 2000U);
+}
+
+TEST_F(DemoDisc, aFolderWithOneCueSheetOpensThroughItAndWithTwoAsAFolderOfFiles) {
+    const auto folder = sheet("split").parent_path();
+    const test::ProcessRun run = cli("info " + quoted(folder));
+    ASSERT_EQ(run.status, 0) << run.out;
+    EXPECT_THAT(run.out, HasSubstr("Opening the folder's only cue sheet"));
+    EXPECT_THAT(run.out, HasSubstr("New audio disc from cue sheet"));
+    EXPECT_EQ(nlohmann::json::parse(cli("info --json " + quoted(folder)).out)["cues"],
+              nlohmann::json::parse(cli("info --json " + quoted(sheet("split"))).out)["cues"]);
+
+    TemporaryDirectory copy;
+    for (const auto& entry : fs::directory_iterator(folder))
+        fs::copy(entry.path(), copy.path() / entry.path().filename());
+    copy.write("._Lorvan Demo.cue", "resource fork");
+    EXPECT_THAT(cli("info " + quoted(copy.path())).out, HasSubstr("Opening the folder's only cue sheet"))
+        << "a hidden entry is not a second sheet";
+    fs::copy(sheet("split"), copy.path() / "Other.cue");
+    const test::ProcessRun two = cli("info " + quoted(copy.path()));
+    EXPECT_EQ(two.status, 0) << two.out;
+    EXPECT_THAT(two.out, HasSubstr("New audio disc from directory"));
 }
 
 } // namespace

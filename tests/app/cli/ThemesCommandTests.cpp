@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <algorithm>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -33,7 +34,8 @@ TEST(ThemesCommand, ListsTheThemesInOrderAndMarksTheSelectedOne) {
     EXPECT_THAT(after.out, HasSubstr("* LCD Newton\n"));
     EXPECT_THAT(after.out, HasSubstr("  VHS\n"));
 
-    EXPECT_THAT(test::fileText(home.path() / "Lorvan" / "Lorvan.conf"), HasSubstr("selectedTheme=LCD Newton"));
+    EXPECT_THAT(test::fileText(home.path() / "Lorvan" / "Lorvan.conf"),
+                HasSubstr("selectedTheme=LCD Newton"));
 }
 
 TEST(ThemesCommand, RefusesAnUnknownNameAndListsTheKnownOnes) {
@@ -46,6 +48,37 @@ TEST(ThemesCommand, RefusesAnUnknownNameAndListsTheKnownOnes) {
     EXPECT_THAT(run.out, HasSubstr("\"Winamp\"."));
     EXPECT_THAT(cli(home.path(), "themes").out, HasSubstr("* Apple ][\n")) << "a refusal changes nothing";
     EXPECT_EQ(cli(home.path(), "themes --select").status, 2);
+}
+
+TEST(ThemesCommand, ASelectionThatCannotBeSavedFails) {
+    const test::TemporaryDirectory home;
+    // The settings folder cannot be made inside a file, whoever runs the test.
+    const auto blocked = home.path() / "not-a-folder";
+    std::ofstream(blocked) << "x";
+    const auto run = cli(blocked, "themes --select 'Apple ]['");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("The theme \"Apple ][\" could not be saved to "));
+    EXPECT_EQ(cli(home.path(), "themes --select 'Apple ]['").status, 0) << "saved where it can be";
+}
+
+// A listing that did not reach its reader is a failure, with a word on standard error.
+TEST(ThemesCommand, AFailedWriteToStandardOutputExitsOne) {
+    const test::TemporaryDirectory home;
+    const std::string command =
+        "XDG_CONFIG_HOME=" + test::shellQuoted(home.path()) + " " + test::shellQuoted(LORVAN_CLI) + " themes";
+    const auto full = test::runProcess("/bin/sh", "-c " + test::shellQuoted(command + " 2>&1 >/dev/full"));
+    EXPECT_EQ(full.status, 1);
+    EXPECT_THAT(full.out, HasSubstr("lorvan-cli: cannot write to standard output: No space left on device."));
+    // The reader is gone before anything is written.
+    const auto closed =
+        test::runProcess("/bin/sh", "-c " + test::shellQuoted("exec 3>&1; (sleep 1; " + command +
+                                                              " 2>&3; echo \"exit $?\" >&3) | true"));
+    EXPECT_THAT(closed.out, HasSubstr("cannot write to standard output: Broken pipe."));
+    EXPECT_THAT(closed.out, HasSubstr("exit 1"));
+    EXPECT_EQ(
+        test::runProcess(LORVAN_CLI, "themes >/dev/null", "XDG_CONFIG_HOME=" + test::shellQuoted(home.path()))
+            .status,
+        0);
 }
 
 TEST(ThemesCommand, WritesOnePreviewPerTheme) {

@@ -140,5 +140,65 @@ TEST(PlayerRenderCommand, WritesTheDecodedSamplesToWaveAndFlacAndRefusesBadOptio
                 static_cast<double>(expected.frames() - start) / 4, 441);
 }
 
+std::vector<std::string> partialFiles(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        if (entry.path().filename().string().find(".partial-") != std::string::npos)
+            names.push_back(entry.path().filename().string());
+    return names;
+}
+
+// The disc's own audio, under its name or through a link, is never opened for writing; a render
+// that fails or is ended by a signal leaves the file that was at the output path as it was.
+TEST(PlayerRenderCommand, NeverLosesAUsersFile) {
+    TemporaryDirectory directory;
+    const auto cueSheet = writeDemoDisc(directory.path(), true);
+    const auto render = "render " + shellQuoted(cueSheet) + " -o ";
+    const auto rip = directory.path() / "02 A Minor Walk.flac";
+    const std::string ripBytes = fileText(rip);
+    ASSERT_FALSE(ripBytes.empty());
+    std::filesystem::create_symlink(rip, directory.path() / "alias.flac");
+    for (const auto& target : {rip, directory.path() / "alias.flac"}) {
+        SCOPED_TRACE(target);
+        const auto run = runProcess(LORVAN_CLI, render + shellQuoted(target), "", true);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_NE(run.out.find("It is the disc's own file"), std::string::npos) << run.out;
+        EXPECT_EQ(fileText(rip), ripBytes);
+    }
+
+    const auto kept = directory.write("kept.wav", "the user's own file");
+    // Cut short after assembly has read its length: the render starts, then fails.
+    TemporaryDirectory broken;
+    for (const auto& entry : std::filesystem::directory_iterator(directory.path()))
+        if (entry.is_regular_file())
+            std::filesystem::copy(entry.path(), broken.path() / entry.path().filename());
+    std::filesystem::resize_file(broken.path() / "02 A Minor Walk.flac",
+                                 std::filesystem::file_size(broken.path() / "02 A Minor Walk.flac") / 2);
+    const auto failed = runProcess(LORVAN_CLI, "render " + shellQuoted(broken.path() / "Lorvan Demo.cue") +
+                                                   " -o " + shellQuoted(kept));
+    EXPECT_EQ(failed.status, 1) << failed.out;
+    EXPECT_EQ(fileText(kept), "the user's own file");
+    EXPECT_TRUE(partialFiles(directory.path()).empty());
+
+    // SIGTERM once the temporary file exists: 128 + 15, nothing left behind, the target as it was.
+    const std::string command =
+        shellQuoted(LORVAN_CLI) + " " + render + shellQuoted(kept) + " --rate 0.25 >/dev/null";
+    const auto signalled = runProcess(
+        "/bin/sh",
+        "-c " +
+            shellQuoted(command + " & pid=$!; cd " + shellQuoted(directory.path()) +
+                        "; i=0; while [ $i -lt 2000 ] && ! ls .kept.partial-* >/dev/null 2>&1; "
+                        "do i=$((i+1)); sleep 0.005; done; kill -TERM $pid; wait $pid; echo \"exit $?\""));
+    EXPECT_NE(signalled.out.find("exit 143"), std::string::npos) << signalled.out;
+    EXPECT_EQ(fileText(kept), "the user's own file");
+    EXPECT_TRUE(partialFiles(directory.path()).empty());
+
+    // A render that succeeds replaces the target.
+    EXPECT_EQ(runProcess(LORVAN_CLI, render + shellQuoted(kept)).status, 0);
+    EXPECT_EQ(decodeFile(kept)[0].size(),
+              decodeDisc(cueSheet).frames() - static_cast<std::size_t>(decodeDisc(cueSheet).firstTrackStart));
+    EXPECT_TRUE(partialFiles(directory.path()).empty());
+}
+
 } // namespace
 } // namespace lorvan::test
