@@ -1,6 +1,7 @@
 #include "app/display/DotMatrixDisplayRenderer.hpp"
 
 #include <QGuiApplication>
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -126,10 +127,11 @@ TEST_F(DisplayRenderer, UnlitDotsShowTheMatrixAtItsOffOpacity) {
 TEST_F(DisplayRenderer, MetersTakeTheirColoursFromTheThemesMaps) {
     const LCTheme theme = bare(LCBuiltInTheme::vhs);
     const QImage image = renderer.render(stateWith([](DisplayState& s) {
-        s.levelLeft = 1.0;
-        s.levelRight = 0.35;
-        s.buffering = 0.7;
-    }), theme, 1);
+                                             s.levelLeft = 1.0;
+                                             s.levelRight = 0.35;
+                                             s.buffering = 0.7;
+                                         }),
+                                         theme, 1);
 
     // 20 segments after the channel letter; 10 after "BUF".
     const auto segmentDot = [](const QRect& box, long labelWidth, long segments, long index) {
@@ -154,9 +156,10 @@ TEST_F(DisplayRenderer, ProgressBarShowsCursorAndCueMarkers) {
     const LCTheme theme = bare(LCBuiltInTheme::synthwave); // distinct bar, cursor and marker colours
     // Out-of-range markers are left out.
     const QImage image = renderer.render(stateWith([](DisplayState& s) {
-        s.progress = 0.5;
-        s.cueMarkers = {0.25, 2.0, std::nan("")};
-    }), theme, 1);
+                                             s.progress = 0.5;
+                                             s.cueMarkers = {0.25, 2.0, std::nan("")};
+                                         }),
+                                         theme, 1);
     const QRect bar = layout.progressBar;
     const long cursor = bar.x() + std::lround(0.5 * (bar.width() - 2));
     expectColor(pixelAt(image, cursor, bar.y() + 1), theme.cursor);
@@ -211,6 +214,136 @@ TEST_F(DisplayRenderer, BrightnessAndHaloChangeTheGlow) {
         DotMatrixDisplayRenderer::dotCenter(geometry, x, layout.title.y() + 18) + QPoint(2, 0);
     EXPECT_GT(halo.pixelColor(below).red(), noHalo.pixelColor(below).red() + 20);
     EXPECT_GE(halo.pixelColor(below).red(), halo.pixelColor(below).blue());
+}
+
+/// Frames of playback whose changed regions touch and overlap: the time next to a full buffering
+/// meter, meters jumping from empty to full, the cursor across a cue marker, texts that change.
+std::vector<DisplayState> playbackSequence() {
+    std::vector<DisplayState> states;
+    DisplayState s = DisplayState::typical();
+    states.push_back(s);
+    s.time = "-0:01";
+    s.levelLeft = 0.36;
+    states.push_back(s);
+    s.time = "88:88";
+    s.buffering = 1.0;
+    s.levelLeft = 1.0;
+    s.levelRight = 0.0;
+    states.push_back(s);
+    s.time = "0:00";
+    s.timeLabel = "";
+    s.statusLeft = "TRACK 03";
+    s.progress = 0.24;
+    s.levelRight = 1.0;
+    s.buffering = 0.0;
+    states.push_back(s);
+    s.title = "x";
+    s.subtitle.clear();
+    s.cueMarkers = {0.5};
+    s.progress = 0.5;
+    s.levelLeft = 0.05;
+    states.push_back(s);
+    return states;
+}
+
+TEST_F(DisplayRenderer, PartialFramesHaveThePixelsOfWholeFrames) {
+    // Amber and Warm Amber glow wide, LCD's halo is offset, Apple ][ and VHS blur the whole
+    // picture, Thermal starts its maps near black; scale 1.25 puts the grid between pixels.
+    for (const auto builtIn : {LCBuiltInTheme::amber, LCBuiltInTheme::lcd, LCBuiltInTheme::appleII,
+                               LCBuiltInTheme::vhs, LCBuiltInTheme::thermal}) {
+        for (const DisplayGeometry g :
+             {DisplayGeometry{}, DisplayGeometry{.width = 571, .height = 260.5, .scale = 1.25},
+              DisplayGeometry{.scale = 1}}) {
+            SCOPED_TRACE(std::string(rawValue(builtIn)) + " at scale " + std::to_string(g.scale));
+            const LCTheme& theme = themeOf(builtIn);
+            DotMatrixDisplayRenderer incremental(rasterizer);
+            QImage previous;
+            for (const DisplayState& state : playbackSequence()) {
+                SCOPED_TRACE("time " + state.time);
+                const std::vector<QRect> changed = incremental.update(state, theme, 0.8, g);
+                DotMatrixDisplayRenderer fresh(rasterizer);
+                const QImage whole = fresh.render(state, theme, 0.8, g);
+                ASSERT_EQ(incremental.image(), whole);
+                if (!previous.isNull()) {
+                    // Outside the reported rectangles nothing moved, so a view repaints only those.
+                    ASSERT_FALSE(changed.empty());
+                    long area = 0;
+                    for (const QRect& rect : changed)
+                        area += long(rect.width()) * rect.height();
+                    EXPECT_LT(area, long(whole.width()) * whole.height()) << "a partial frame";
+                    for (int y = 0; y < whole.height(); ++y)
+                        for (int x = 0; x < whole.width(); ++x) {
+                            const QPoint p(x, y);
+                            const bool reported = std::any_of(changed.begin(), changed.end(),
+                                                              [&](const QRect& r) { return r.contains(p); });
+                            if (!reported) {
+                                ASSERT_EQ(previous.pixel(p), whole.pixel(p)) << x << "," << y;
+                            }
+                        }
+                }
+                previous = whole;
+            }
+        }
+    }
+}
+
+TEST_F(DisplayRenderer, AStateThatDrawsTheSameDotsChangesNothing) {
+    const LCTheme& theme = themeOf(LCBuiltInTheme::amber);
+    DisplayState state = DisplayState::typical();
+    EXPECT_TRUE(renderer.wouldChange(state, theme, 1)) << "nothing drawn yet";
+    const std::vector<QRect> first = renderer.update(state, theme, 1);
+    EXPECT_EQ(first, std::vector<QRect>{QRect(0, 0, 1200, 548)});
+    EXPECT_FALSE(renderer.wouldChange(state, theme, 1));
+    EXPECT_TRUE(renderer.update(state, theme, 1).empty());
+
+    // 0.8 lights 16 of 20 segments, and so do 0.79 and 0.824; 0.826 lights 17.
+    state.levelRight = 0.79;
+    EXPECT_FALSE(renderer.wouldChange(state, theme, 1));
+    state.levelRight = 0.824;
+    EXPECT_TRUE(renderer.update(state, theme, 1).empty());
+    state.levelRight = 0.826;
+    EXPECT_TRUE(renderer.wouldChange(state, theme, 1));
+    const std::vector<QRect> changed = renderer.update(state, theme, 1);
+    ASSERT_FALSE(changed.empty());
+    // The 17th segment and its glow, far from the time and the title.
+    const QPoint segment = DotMatrixDisplayRenderer::dotCenter(
+        geometry, layout.rightMeter.x() + 13 + std::lround(16 * (layout.rightMeter.width() - 13) / 20.0) + 2,
+        layout.rightMeter.y() + 6);
+    const QPoint titleDot =
+        DotMatrixDisplayRenderer::dotCenter(geometry, layout.title.x() + 2, layout.title.y() + 2);
+    EXPECT_TRUE(
+        std::any_of(changed.begin(), changed.end(), [&](const QRect& r) { return r.contains(segment); }));
+    EXPECT_TRUE(
+        std::none_of(changed.begin(), changed.end(), [&](const QRect& r) { return r.contains(titleDot); }));
+    EXPECT_FALSE(renderer.wouldChange(state, theme, 1));
+}
+
+TEST_F(DisplayRenderer, ThemeBrightnessAndSizeRedrawEverything) {
+    const DisplayState state = DisplayState::typical();
+    renderer.update(state, themeOf(LCBuiltInTheme::amber), 1);
+    const auto wholeOf = [&](const LCTheme& theme, double brightness, const DisplayGeometry& g) {
+        DotMatrixDisplayRenderer fresh(rasterizer);
+        return fresh.render(state, theme, brightness, g);
+    };
+    struct Change {
+        const char* what;
+        LCBuiltInTheme theme;
+        double brightness;
+        DisplayGeometry geometry;
+    };
+    for (const Change& c : {Change{"theme", LCBuiltInTheme::lcdBlue, 1, {}},
+                            Change{"brightness", LCBuiltInTheme::lcdBlue, 0.3, {}},
+                            Change{"size", LCBuiltInTheme::lcdBlue, 0.3, {.width = 500}},
+                            Change{"scale", LCBuiltInTheme::lcdBlue, 0.3, {.width = 500, .scale = 1}},
+                            Change{"back", LCBuiltInTheme::amber, 1, {}}}) {
+        SCOPED_TRACE(c.what);
+        const LCTheme& theme = themeOf(c.theme);
+        EXPECT_TRUE(renderer.wouldChange(state, theme, c.brightness, c.geometry));
+        const std::vector<QRect> changed = renderer.update(state, theme, c.brightness, c.geometry);
+        EXPECT_EQ(changed, std::vector<QRect>{renderer.image().rect()});
+        EXPECT_EQ(renderer.image(), wholeOf(theme, c.brightness, c.geometry));
+        EXPECT_FALSE(renderer.wouldChange(state, theme, c.brightness, c.geometry));
+    }
 }
 
 } // namespace
