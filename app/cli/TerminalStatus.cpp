@@ -1,5 +1,6 @@
 #include "TerminalStatus.hpp"
 
+#include "core/Characters.hpp"
 #include "presentation/PlaybackDisplayState.hpp"
 
 #include <algorithm>
@@ -54,8 +55,13 @@ KeyAction KeyInterpreter::apply(const std::string& key) {
     AudioDiscPlayer& p = player_;
     const auto disc = p.disc();
     const double rate = disc ? disc->data->audioFiles().front()->processingFormat().sampleRate : 44100.0;
+    // The keys stay within the disc: a seek outside it would land on frame 0 and start the disc
+    // over. Forward near the end goes to the last frame, which ends the disc.
     const auto seekBy = [&](double seconds) {
-        p.seekToFrame(p.discFramePosition() + static_cast<std::int64_t>(std::llround(seconds * rate)), false);
+        const std::int64_t last = disc ? std::max<std::int64_t>(disc->data->totalFrameCount() - 1, 0) : 0;
+        const std::int64_t target =
+            p.discFramePosition() + static_cast<std::int64_t>(std::llround(seconds * rate));
+        p.seekToFrame(std::clamp<std::int64_t>(target, 0, last), false);
     };
     if (key == " ")
         p.playPause();
@@ -146,7 +152,11 @@ std::string statusScreen(const PlaybackViewModel& viewModel, const std::deque<st
                          int width) {
     const int barWidth = std::clamp(width - 2, 20, 100);
     std::string screen;
-    const auto line = [&screen](const std::string& text) { screen += text + "\x1b[K\r\n"; };
+    // Titles and log lines come from the user's files: their control characters are shown, not
+    // sent to the terminal.
+    const auto line = [&screen](const std::string& text) {
+        screen += escapedControlCharacters(text) + "\x1b[K\r\n";
+    };
     const DiscSummary& disc = viewModel.disc.value();
     if (!disc.disc) {
         line("■ No disc");

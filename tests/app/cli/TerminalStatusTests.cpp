@@ -144,5 +144,27 @@ TEST_F(TerminalStatus, ScreenShowsWhatTheDisplayShowsThenTheDiscTheMetersAndTheS
     EXPECT_EQ(statusScreen(*viewModel, {"⦿ a log line"}, 80), "■ No disc\x1b[K\r\n");
 }
 
+TEST_F(TerminalStatus, TenSecondKeysStayWithinTheDisc) {
+    const std::int64_t last = player->disc()->data->totalFrameCount() - 1;
+    player->seekToFrame(last - 44100 * 3, true);
+    pump();
+    press("\x1b[C");
+    EXPECT_EQ(player->discFramePosition(), last) << "forward near the end goes to the end, not to frame 0";
+    player->seekToFrame(44100 * 3, true);
+    pump();
+    press("\x1b[D");
+    EXPECT_EQ(player->discFramePosition(), 0);
+}
+
+TEST_F(TerminalStatus, ControlCharactersInLogLinesAreShownNotSent) {
+    player->goToTrack(1, 0, true);
+    pump();
+    const std::string screen = statusScreen(*viewModel, {"\x1b]0;retitled\a\x1b[2Jcleared"}, 80);
+    EXPECT_EQ(screen.find("\x1b]"), std::string::npos);
+    EXPECT_EQ(screen.find("\x1b[2J"), std::string::npos);
+    EXPECT_EQ(screen.find('\a'), std::string::npos);
+    EXPECT_THAT(screen, HasSubstr("\\x1B]0;retitled\\x07\\x1B[2Jcleared"));
+}
+
 } // namespace
 } // namespace lorvan::cli
