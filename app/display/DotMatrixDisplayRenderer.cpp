@@ -1070,6 +1070,8 @@ void DotMatrixDisplayRenderer::composeHalo(std::uint32_t* line, int y, int left,
     for (int x = left; x < right; ++x) {
         const int sample = fx[x - origin];
         const auto i = static_cast<std::size_t>((sample >> 16) - firstCell);
+        // No glow on either side: the pixel stays as it is (source-over of nothing).
+        if ((redBlue[i] | redBlue[i + 1] | alphaGreen[i] | alphaGreen[i + 1]) == 0) continue;
         const std::uint32_t distx = (static_cast<std::uint32_t>(sample) & 0xFFFFu) >> 8, idistx = 256 - distx;
         const std::uint32_t rb = (redBlue[i] * idistx + redBlue[i + 1] * distx) & 0xFF00FF00u;
         const std::uint32_t ag = (alphaGreen[i] * idistx + alphaGreen[i + 1] * distx) & 0xFF00FF00u;
