@@ -24,11 +24,15 @@ void exercise(lorvan::AudioDisc& disc) {
     require(!disc.cues.empty() && !disc.tracks.empty(), "a disc without cues or tracks");
     for (std::size_t i = 1; i < disc.cues.size(); ++i)
         require(disc.cues[i - 1].keyFrame <= disc.cues[i].keyFrame, "cues out of order");
+    for (const lorvan::AudioCue& cue : disc.cues)
+        require(cue.keyFrame >= 0 && cue.keyFrame < total, "a cue outside the disc's audio");
     for (const lorvan::AudioTrack& track : disc.tracks) {
         (void)disc.trackStartFrame(track);
         (void)disc.trackTableStartFrame(track);
-        (void)disc.trackLength(track, lorvan::AudioDisc::TrackLengthMode::includingNextTrackPregap);
-        (void)disc.trackLength(track, lorvan::AudioDisc::TrackLengthMode::excludingNextTrackPregap);
+        require(disc.trackLength(track, lorvan::AudioDisc::TrackLengthMode::includingNextTrackPregap) >= 0 &&
+                    disc.trackLength(track, lorvan::AudioDisc::TrackLengthMode::excludingNextTrackPregap) >=
+                        0,
+                "a track of negative length");
     }
     for (const auto mode :
          {lorvan::TOCMode::cues, lorvan::TOCMode::tracksRipper, lorvan::TOCMode::tracksMusicBrainz})
@@ -40,7 +44,6 @@ void exercise(lorvan::AudioDisc& disc) {
         (void)disc.cueLastFrame(cue.id);
         (void)disc.cueKeySector(cue.id);
         (void)disc.cueLastSector(cue.id);
-        if (cue.keyFrame < 0 || cue.keyFrame >= total) continue;
         const auto buffer = disc.data->newPCMBuffer(cue.keyFrame, 588);
         require(buffer && buffer->frameLength() > 0, "no frames at a cue inside the disc");
     }
