@@ -48,12 +48,6 @@ namespace {
     return found;
 }
 
-[[nodiscard]] std::optional<long> firstSequenceIndex(const std::vector<long>& sequence, long trackIndex) {
-    const auto it = std::find(sequence.begin(), sequence.end(), trackIndex);
-    if (it == sequence.end()) return std::nullopt;
-    return static_cast<long>(it - sequence.begin());
-}
-
 [[nodiscard]] std::int64_t discPlaybackStart(const AudioDisc& disc) {
     if (disc.tracks.empty()) return 0;
     return index01Frame(disc, disc.tracks.front());
@@ -148,18 +142,13 @@ std::shared_ptr<const AudioDisc> AudioDiscPlayer::disc() const {
 }
 
 std::vector<long> AudioDiscPlayer::playbackSequence() const {
-    return *snapshot().sequence;
+    return snapshot().sequence->entries();
 }
 
 void AudioDiscPlayer::setSequence(Sequence sequence) {
     auto shared = std::make_shared<const Sequence>(std::move(sequence));
     std::lock_guard lock(modelMutex_);
     playbackSequence_ = std::move(shared);
-}
-
-std::optional<long> AudioDiscPlayer::trackAt(const Sequence& sequence, long index) {
-    if (index < 0 || static_cast<std::size_t>(index) >= sequence.size()) return std::nullopt;
-    return sequence[static_cast<std::size_t>(index)];
 }
 
 AudioDiscPlayer::RepeatMode AudioDiscPlayer::persistedRepeatMode() const {
@@ -241,11 +230,7 @@ void AudioDiscPlayer::insertDisc(std::optional<AudioDisc> newDisc) {
     // The sequence, its index and the cue of INDEX 01 are reported further down, but they are
     // stored before the first position step: left over from the previous disc they could name
     // cues and tracks this disc does not have.
-    Sequence sequence;
-    if (shared)
-        for (std::size_t i = 0; i < shared->tracks.size(); ++i)
-            sequence.push_back(static_cast<long>(i));
-    setSequence(std::move(sequence));
+    setSequence(Sequence::inDiscOrder(shared ? shared->tracks.size() : 0));
     currentPlaybackSequenceIndex_.store(0);
     long cueIndex = 0;
     if (shared && !shared->tracks.empty() && hasPregapCue(*shared, shared->tracks.front())) cueIndex = 1;
@@ -300,7 +285,7 @@ AudioDiscPlayer::Positions AudioDiscPlayer::positions(const Snapshot& snap) cons
 
     if (const AudioTrack* current = trackOf(disc, currentTrackIndex_.load()))
         result.currentTrackFramePosition = checkedSubtract(frame, index01Frame(disc, *current));
-    const auto sequenceTrack = trackAt(*snap.sequence, currentPlaybackSequenceIndex_.load());
+    const auto sequenceTrack = snap.sequence->trackAt(currentPlaybackSequenceIndex_.load());
     if (const AudioTrack* track = sequenceTrack ? trackOf(disc, *sequenceTrack) : nullptr) {
         const std::int64_t trackPosition = result.currentTrackFramePosition;
         result.currentTrackCountdownFramePosition =
@@ -348,25 +333,15 @@ void AudioDiscPlayer::positionStep() {
         // Decisions at a track boundary are taken on the main thread, never inside the
         // completion. The target is chosen now: buffers consumed before the hop runs repeat
         // the same decision, and must not skip further ahead.
-        const long sequenceIndex = currentPlaybackSequenceIndex_.load();
-        const auto length = static_cast<long>(sequence.size());
-        if (repeatMode_.load() == RepeatMode::track) {
-            if (const auto track = trackAt(sequence, sequenceIndex))
+        // In disc order the reading simply goes on into the next track.
+        const RepeatMode repeat = repeatMode_.load();
+        const bool shuffled = shuffle_.load();
+        if (repeat == RepeatMode::track || shuffled) {
+            const auto after = sequence.afterEnd(currentPlaybackSequenceIndex_.load(), repeat, shuffled);
+            if (!after)
+                postToMain([](AudioDiscPlayer& player) { player.stopAtStart(); });
+            else if (const auto track = sequence.trackAt(*after))
                 postToMain([track = *track](AudioDiscPlayer& player) { player.goToTrack(track, 1, false); });
-            return;
-        }
-        if (shuffle_.load()) {
-            if (sequenceIndex >= length - 1) {
-                if (repeatMode_.load() == RepeatMode::disc) {
-                    if (const auto track = trackAt(sequence, 0))
-                        postToMain(
-                            [track = *track](AudioDiscPlayer& player) { player.goToTrack(track, 1, false); });
-                } else {
-                    postToMain([](AudioDiscPlayer& player) { player.stopAtStart(); });
-                }
-            } else if (const auto track = trackAt(sequence, sequenceIndex + 1)) {
-                postToMain([track = *track](AudioDiscPlayer& player) { player.goToTrack(track, 1, false); });
-            }
             return;
         }
     }
@@ -374,7 +349,7 @@ void AudioDiscPlayer::positionStep() {
     if (cueIndex < cueCount - 1) {
         currentCueIndex_.store(cueIndex + 1);
         const long track = disc.cues[static_cast<std::size_t>(cueIndex + 1)].trackIndex;
-        if (const auto found = firstSequenceIndex(sequence, track)) {
+        if (const auto found = sequence.firstIndexOf(track)) {
             currentPlaybackSequenceIndex_.store(*found);
             trackFromSequence(sequence);
         } else {
@@ -387,7 +362,7 @@ void AudioDiscPlayer::positionStep() {
 }
 
 void AudioDiscPlayer::trackFromSequence(const Sequence& sequence) {
-    const auto track = trackAt(sequence, currentPlaybackSequenceIndex_.load());
+    const auto track = sequence.trackAt(currentPlaybackSequenceIndex_.load());
     currentTrackIndex_.store(track.value_or(-1));
     if (onCurrentTrackIndexChanged) onCurrentTrackIndexChanged(track);
 }
@@ -447,7 +422,7 @@ void AudioDiscPlayer::play() {
     case State::stopped: {
         const Snapshot snap = snapshot();
         if (!snap.disc) return;
-        if (const auto track = trackAt(*snap.sequence, 0)) goToTrack(*track, 1, false);
+        if (const auto track = snap.sequence->trackAt(0)) goToTrack(*track, 1, false);
         break;
     }
     case State::paused:
@@ -480,7 +455,7 @@ void AudioDiscPlayer::seekToFrameCore(std::int64_t frame) {
     if (!cue) return;
     currentCueIndex_.store(*cue);
     if (const auto found =
-            firstSequenceIndex(*snap.sequence, disc.cues[static_cast<std::size_t>(*cue)].trackIndex)) {
+            snap.sequence->firstIndexOf(disc.cues[static_cast<std::size_t>(*cue)].trackIndex)) {
         currentPlaybackSequenceIndex_.store(*found);
         trackFromSequence(*snap.sequence);
     }
@@ -520,7 +495,7 @@ void AudioDiscPlayer::goToTrack(long trackIndex, long chapter, bool forcePlay) {
 std::int64_t AudioDiscPlayer::sequenceStartFrame() const {
     const Snapshot snap = snapshot();
     if (!snap.disc) return 0;
-    const auto first = trackAt(*snap.sequence, 0);
+    const auto first = snap.sequence->trackAt(0);
     const AudioTrack* track = first ? trackOf(*snap.disc, *first) : nullptr;
     if (!track || track->cueIndices.empty()) return 0;
     const std::size_t position = hasPregapCue(*snap.disc, *track) ? 1 : 0;
@@ -539,52 +514,26 @@ void AudioDiscPlayer::endOfDisc() {
     const Snapshot snap = snapshot();
     if (!snap.disc) return;
     const Sequence& sequence = *snap.sequence;
-    const long index = currentPlaybackSequenceIndex_.load();
-    const auto length = static_cast<long>(sequence.size());
-    const auto goTo = [&](long sequenceIndex) {
-        if (const auto track = trackAt(sequence, sequenceIndex)) goToTrack(*track, 1, false);
-    };
-    switch (repeatMode_.load()) {
-    case RepeatMode::none: {
-        const auto next = nextSequenceIndex(index);
-        if (shuffle_.load() && next && index < length - 1)
-            goTo(*next);
-        else
-            stopAtStart();
-        break;
-    }
-    case RepeatMode::track:
-        goTo(index);
-        break;
-    case RepeatMode::disc:
-        if (shuffle_.load())
-            goTo(index >= length - 1 ? 0 : index + 1);
-        else
-            goTo(0);
-        break;
-    }
+    const auto after =
+        sequence.afterEnd(currentPlaybackSequenceIndex_.load(), repeatMode_.load(), shuffle_.load());
+    if (!after)
+        stopAtStart();
+    else if (const auto track = sequence.trackAt(*after))
+        goToTrack(*track, 1, false);
 }
 
 // MARK: - Navigation
 
 std::optional<long> AudioDiscPlayer::nextSequenceIndex(long index) const {
     const Snapshot snap = snapshot();
-    const auto length = static_cast<long>(snap.sequence->size());
-    if (!snap.disc || index < 0 || index >= length) return std::nullopt;
-    if (repeatMode_.load() == RepeatMode::track) return index;
-    if (index < length - 1) return index + 1;
-    if (repeatMode_.load() == RepeatMode::disc) return 0;
-    return std::nullopt;
+    if (!snap.disc) return std::nullopt;
+    return snap.sequence->next(index, repeatMode_.load());
 }
 
 std::optional<long> AudioDiscPlayer::previousSequenceIndex(long index) const {
     const Snapshot snap = snapshot();
-    const auto length = static_cast<long>(snap.sequence->size());
-    if (!snap.disc || index < 0 || index >= length) return std::nullopt;
-    if (repeatMode_.load() == RepeatMode::track) return index;
-    if (index > 0) return index - 1;
-    if (repeatMode_.load() == RepeatMode::disc) return length - 1;
-    return 0;
+    if (!snap.disc) return std::nullopt;
+    return snap.sequence->previous(index, repeatMode_.load());
 }
 
 std::int64_t AudioDiscPlayer::restartThresholdFrames() const {
@@ -599,12 +548,12 @@ void AudioDiscPlayer::nextTrack() {
     const Snapshot snap = snapshot();
     if (!snap.disc) return;
     if (state_.load() == State::stopped) {
-        if (const auto track = trackAt(*snap.sequence, 0)) goToTrack(*track, 1, false);
+        if (const auto track = snap.sequence->trackAt(0)) goToTrack(*track, 1, false);
         return;
     }
-    const auto next = nextSequenceIndex(currentPlaybackSequenceIndex_.load());
+    const auto next = snap.sequence->next(currentPlaybackSequenceIndex_.load(), repeatMode_.load());
     if (!next) return;
-    if (const auto track = trackAt(*snap.sequence, *next)) goToTrack(*track, 1, false);
+    if (const auto track = snap.sequence->trackAt(*next)) goToTrack(*track, 1, false);
 }
 
 void AudioDiscPlayer::previousTrack() {
@@ -612,11 +561,11 @@ void AudioDiscPlayer::previousTrack() {
     if (!snap.disc) return;
     long target = currentPlaybackSequenceIndex_.load();
     if (state_.load() != State::stopped) {
-        const auto previous = previousSequenceIndex(target);
+        const auto previous = snap.sequence->previous(target, repeatMode_.load());
         if (!previous) return;
         if (positions(snap).currentTrackFramePosition < restartThresholdFrames()) target = *previous;
     }
-    if (const auto track = trackAt(*snap.sequence, target)) goToTrack(*track, 1, false);
+    if (const auto track = snap.sequence->trackAt(target)) goToTrack(*track, 1, false);
 }
 
 std::optional<AudioDiscPlayer::ChapterPlace> AudioDiscPlayer::chapterPlace() const {
@@ -626,7 +575,7 @@ std::optional<AudioDiscPlayer::ChapterPlace> AudioDiscPlayer::chapterPlace() con
     if (cueIndex < 0 || static_cast<std::size_t>(cueIndex) >= place.snapshot.disc->cues.size())
         return std::nullopt;
     place.chapter = place.snapshot.disc->cues[static_cast<std::size_t>(cueIndex)].chapter;
-    const auto trackIndex = trackAt(*place.snapshot.sequence, currentPlaybackSequenceIndex_.load());
+    const auto trackIndex = place.snapshot.sequence->trackAt(currentPlaybackSequenceIndex_.load());
     place.track = trackIndex ? trackOf(*place.snapshot.disc, *trackIndex) : nullptr;
     if (!place.track) return std::nullopt;
     place.trackIndex = *trackIndex;
@@ -656,22 +605,12 @@ void AudioDiscPlayer::toggleShuffle() {
     shuffle_.store(on);
     if (onShuffleChanged) onShuffleChanged(on);
 
-    Sequence sequence = *snapshot().sequence;
-    if (on) {
-        // Fisher–Yates: each position takes a uniformly chosen entry from itself to the end.
-        for (std::size_t i = 0; i + 1 < sequence.size(); ++i) {
-            const std::size_t j = randomIndex_(i, sequence.size() - 1);
-            if (j < i || j >= sequence.size()) fatalError("random index outside the range asked for");
-            std::swap(sequence[i], sequence[j]);
-        }
-    } else {
-        std::sort(sequence.begin(), sequence.end());
-    }
-    setSequence(std::move(sequence));
+    const Snapshot snap = snapshot();
+    setSequence(on ? snap.sequence->shuffled(randomIndex_) : snap.sequence->sorted());
     if (onPlaybackSequenceChanged) onPlaybackSequenceChanged();
 
     if (remembered == State::playing) {
-        if (const auto track = trackAt(*snapshot().sequence, 0)) goToTrack(*track, 1, false);
+        if (const auto track = snapshot().sequence->trackAt(0)) goToTrack(*track, 1, false);
         return;
     }
     seekToFrameCore(sequenceStartFrame());

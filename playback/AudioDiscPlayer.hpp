@@ -7,6 +7,7 @@
 #include "playback/AudioAmplifier.hpp"
 #include "playback/AudioBufferingMeter.hpp"
 #include "playback/AudioEngine.hpp"
+#include "playback/PlaybackSequence.hpp"
 #include "playback/WorkQueue.hpp"
 
 #include <atomic>
@@ -45,7 +46,7 @@ enum class AudioDiscPlayerError { noError, dummy };
 class AudioDiscPlayer : public std::enable_shared_from_this<AudioDiscPlayer> {
 public:
     enum class State { stopped, playing, paused };
-    enum class RepeatMode { none, track, disc };
+    using RepeatMode = lorvan::RepeatMode;
     enum class PlaybackTimecodeMode {
         trackElapsedTime,
         trackRemainingTime,
@@ -72,7 +73,7 @@ public:
     static constexpr double restartThresholdSeconds = 1.618033988749895;
 
     /// Picks an index uniformly in `first`...`last` (both included). Shuffling draws from it.
-    using RandomIndex = std::function<std::size_t(std::size_t first, std::size_t last)>;
+    using RandomIndex = PlaybackSequence::RandomIndex;
 
     struct Dependencies {
         std::shared_ptr<AudioEngine> engine;
@@ -233,7 +234,7 @@ public:
 private:
     explicit AudioDiscPlayer(Dependencies dependencies);
 
-    using Sequence = std::vector<long>;
+    using Sequence = PlaybackSequence;
     struct Snapshot {
         std::shared_ptr<const AudioDisc> disc;
         std::shared_ptr<const Sequence> sequence;
@@ -252,7 +253,6 @@ private:
     [[nodiscard]] static std::optional<long> optionalIndex(long value) {
         return value < 0 ? std::nullopt : std::optional<long>(value);
     }
-    [[nodiscard]] static std::optional<long> trackAt(const Sequence& sequence, long index);
 
     void setState(State state);
     void notifyPositions(bool seeking);
