@@ -45,6 +45,22 @@ PlayerSettings::PlayerSettings(UserDefaults& defaults)
                 .print();
         }
     }
+    if (const auto device = defaults_.string(outputDeviceKey)) outputDevice.set(*device);
+    if (const auto text = defaults_.string(playWhenOpenedKey)) {
+        if (*text == "true" || *text == "false") {
+            playWhenOpened.set(*text == "true");
+        } else {
+            LogEntry::warning("Ignoring the stored choice \"" + *text +
+                                  "\" for playing an opened disc: it is "
+                                  "neither true nor false.",
+                              "➤")
+                .print();
+        }
+    }
+    persistDevice_ = outputDevice.subscribe(
+        [this](const std::string& device) { defaults_.setString(outputDeviceKey, device); });
+    persistPlayWhenOpened_ = playWhenOpened.subscribe(
+        [this](bool play) { defaults_.setString(playWhenOpenedKey, play ? "true" : "false"); });
     persist_ = lastSize.subscribe([this](const PlayerWindowSize& size) {
         if (!isUsable(size)) {
             LogEntry::warning(sizeText(size) + " is not a usable window size.", "➤").print();

@@ -22,10 +22,13 @@ TEST(UserUISettings, StartsWithTheDefaultsOfTheDisplay) {
 
 TEST(UserUISettings, RestoresTheStoredThemeByExactName) {
     // Anything but an exact name falls back to VHS.
-    for (const auto& [stored, expected] :
-         {std::pair{"LCD Newton", LCBuiltInTheme::lcdNewton}, {"Apple ][", LCBuiltInTheme::appleII},
-          {"Winamp", LCBuiltInTheme::winamp}, {"lcd newton", LCBuiltInTheme::vhs}, {"Amber ", LCBuiltInTheme::vhs},
-          {"Solarized", LCBuiltInTheme::vhs}, {"", LCBuiltInTheme::vhs}}) {
+    for (const auto& [stored, expected] : {std::pair{"LCD Newton", LCBuiltInTheme::lcdNewton},
+                                           {"Apple ][", LCBuiltInTheme::appleII},
+                                           {"Winamp", LCBuiltInTheme::winamp},
+                                           {"lcd newton", LCBuiltInTheme::vhs},
+                                           {"Amber ", LCBuiltInTheme::vhs},
+                                           {"Solarized", LCBuiltInTheme::vhs},
+                                           {"", LCBuiltInTheme::vhs}}) {
         InMemoryUserDefaults defaults;
         defaults.setString("selectedTheme", stored);
         const UserUISettings settings(defaults);
@@ -67,7 +70,9 @@ TEST(UserUISettings, KeepsBrightnessWithinItsLimits) {
     EXPECT_EQ(defaults.string("displayBrightness"), "0.55");
 
     // Not a number counts as too low; what is stored and what observers see is the clamped value.
-    for (const auto& [value, kept] : {std::pair{1.5, 1.0}, {0.09, 0.1}, {std::nan(""), 0.1},
+    for (const auto& [value, kept] : {std::pair{1.5, 1.0},
+                                      {0.09, 0.1},
+                                      {std::nan(""), 0.1},
                                       {std::numeric_limits<double>::infinity(), 1.0}}) {
         settings.brightness.set(value);
         EXPECT_EQ(settings.brightness.value(), kept) << value;
@@ -83,7 +88,8 @@ TEST(UserUISettings, KeepsBrightnessWithinItsLimits) {
 TEST(UserUISettings, RestoresBrightness) {
     // Stored, restored, logged and stored after.
     for (const auto& [stored, restored, logged, rewritten] :
-         {std::tuple{"0.4", 0.4, "", "0.4"}, {"7", 1.0, "7 is a value too high for Display Brightness.", "1"},
+         {std::tuple{"0.4", 0.4, "", "0.4"},
+          {"7", 1.0, "7 is a value too high for Display Brightness.", "1"},
           {"bright", 1.0, "Ignoring the stored Display Brightness \"bright\"", "bright"}}) {
         SCOPED_TRACE(stored);
         InMemoryUserDefaults defaults;
@@ -96,9 +102,11 @@ TEST(UserUISettings, RestoresBrightness) {
 }
 
 TEST(BrightnessWarning, FormatsTheValueInItsShortestForm) {
-    for (const auto& [value, text] : {std::pair{0.0999, "0.0999 is a value too low"}, {-2.0, "-2 is a value too low"},
+    for (const auto& [value, text] : {std::pair{0.0999, "0.0999 is a value too low"},
+                                      {-2.0, "-2 is a value too low"},
                                       {1.0000001, "1.0000001 is a value too high"}})
-        EXPECT_EQ(brightnessWarning(value), std::string(text) + " for Display Brightness. It must between 0.1 and 1.0.");
+        EXPECT_EQ(brightnessWarning(value),
+                  std::string(text) + " for Display Brightness. It must between 0.1 and 1.0.");
     EXPECT_EQ(shortestDecimal(0.3), "0.3");
 }
 
@@ -143,6 +151,35 @@ TEST(PlayerSettings, IgnoresUnusableStoredSizes) {
         EXPECT_TRUE(log.contains("Ignoring the stored window size")) << stored;
     }
     EXPECT_EQ(PlayerSettings::parseSize("1e3x2.5"), (PlayerWindowSize{1000, 2.5}));
+}
+
+TEST(PlayerSettings, RemembersTheDeviceAndWhetherAnOpenedDiscPlays) {
+    InMemoryUserDefaults defaults;
+    {
+        PlayerSettings settings(defaults);
+        EXPECT_EQ(settings.outputDevice.value(), "");
+        EXPECT_TRUE(settings.playWhenOpened.value());
+        EXPECT_FALSE(defaults.string("outputDevice")) << "nothing is written until the user chooses";
+        settings.outputDevice.set("HDA Intel PCH: ALC257 Analog (hw:0,0)");
+        settings.playWhenOpened.set(false);
+        EXPECT_EQ(defaults.string("playDiscWhenOpened"), "false");
+    }
+    {
+        PlayerSettings restored(defaults);
+        EXPECT_EQ(restored.outputDevice.value(), "HDA Intel PCH: ALC257 Analog (hw:0,0)");
+        EXPECT_FALSE(restored.playWhenOpened.value());
+        restored.outputDevice.set("");
+        restored.playWhenOpened.set(true);
+    }
+    EXPECT_EQ(defaults.string("outputDevice"), "");
+    EXPECT_EQ(defaults.string("playDiscWhenOpened"), "true");
+
+    for (const char* stored : {"", "TRUE", "0", "no", "false "}) {
+        defaults.setString("playDiscWhenOpened", stored);
+        test::CapturedLog log;
+        EXPECT_TRUE(PlayerSettings(defaults).playWhenOpened.value()) << stored;
+        EXPECT_TRUE(log.contains("neither true nor false")) << stored;
+    }
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #include "support/TestSupport.hpp"
 
 #include <QAction>
+#include <QDir>
+#include <QFile>
 #include <cstdlib>
 
 namespace lorvan::test {
@@ -13,9 +15,18 @@ QApplication& application() {
     static char* argv[] = {name, nullptr};
     static QApplication* app = [] {
         ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
+        // The settings file of this process only, created before Qt first looks for it.
+        static char configHome[] = "/tmp/lorvan-window-tests-XXXXXX";
+        if (::mkdtemp(configHome)) ::setenv("XDG_CONFIG_HOME", configHome, 1);
         return new QApplication(argc, argv);
     }();
     return *app;
+}
+
+QString settingsFileText() {
+    QFile file(QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).filePath("Lorvan/Lorvan.conf"));
+    if (!file.open(QIODevice::ReadOnly)) return {};
+    return QString::fromUtf8(file.readAll());
 }
 
 const std::filesystem::path& demoCueSheet() {

@@ -8,6 +8,7 @@
 #include "presentation/UserUISettings.hpp"
 
 #include <QApplication>
+#include <QString>
 #include <filesystem>
 #include <memory>
 
@@ -16,6 +17,9 @@ namespace lorvan::test {
 /// The one QApplication of a window test executable, on the offscreen platform unless the
 /// environment names another (the end-to-end run under Xvfb does).
 QApplication& application();
+
+/// The settings file as QtUserDefaults wrote it to disk, in this process's own XDG folder.
+QString settingsFileText();
 
 /// The demo disc written by `lorvan-cli demo` into a folder shared by the cases of this run.
 [[nodiscard]] const std::filesystem::path& demoCueSheet();

@@ -1,0 +1,184 @@
+#include "WindowTestSupport.hpp"
+#include "app/window/AppearancePane.hpp"
+#include "app/window/PlaybackPane.hpp"
+#include "app/window/PreferencesWindow.hpp"
+#include "platform/QtUserDefaults.hpp"
+#include "presentation/PlayerSettings.hpp"
+#include "presentation/UserUISettings.hpp"
+
+#include <QComboBox>
+#include <QRadioButton>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTest>
+#include <QToolButton>
+#include <gtest/gtest.h>
+
+namespace lorvan {
+namespace {
+
+using RepeatMode = AudioDiscPlayer::RepeatMode;
+
+TEST(PreferencesWindow, AppearanceChoicesArePublishedAtOnceAndStoredInTheSettingsFile) {
+    test::application();
+    QtUserDefaults defaults;
+    UserUISettings ui(defaults);
+    PlayerSettings player(defaults);
+    PreferencesWindow window(ui, player, defaults, {});
+    AppearancePane& pane = *window.appearance();
+    EXPECT_EQ(window.tabs()->tabText(0), "Appearance");
+    EXPECT_EQ(window.tabs()->tabText(1), "Playback");
+    EXPECT_EQ(PreferencesWindow::shortcut().toString(), "Ctrl+,");
+
+    std::vector<std::string> publishedThemes;
+    std::vector<double> publishedBrightness;
+    auto themeWatch = ui.theme.subscribe([&](const LCTheme&) {
+        publishedThemes.emplace_back(ui.selectedBuiltInTheme() ? rawValue(*ui.selectedBuiltInTheme()) : "?");
+    });
+    auto brightnessWatch =
+        ui.brightness.subscribe([&](double value) { publishedBrightness.push_back(value); });
+
+    // A name the INI format must carry as it is: brackets and a space.
+    const QImage before = pane.currentPreview();
+    pane.themeButton(LCBuiltInTheme::appleII)->click();
+    EXPECT_EQ(publishedThemes, std::vector<std::string>{"Apple ]["});
+    EXPECT_TRUE(pane.themeButton(LCBuiltInTheme::appleII)->isChecked());
+    QCoreApplication::processEvents();
+    EXPECT_NE(pane.currentPreview(), before) << "the large preview follows the chosen theme";
+    // Clicking the chosen theme again publishes nothing new.
+    pane.themeButton(LCBuiltInTheme::appleII)->click();
+    EXPECT_EQ(publishedThemes.size(), 1u);
+
+    // The slider's ends are the brightness limits exactly, not 0 and not 1.01.
+    QSlider& slider = *pane.brightnessSlider();
+    slider.setFocus();
+    QTest::keyClick(&slider, Qt::Key_Home);
+    EXPECT_EQ(publishedBrightness, std::vector<double>{0.1});
+    QTest::keyClick(&slider, Qt::Key_Right);
+    QTest::keyClick(&slider, Qt::Key_Right);
+    QTest::keyClick(&slider, Qt::Key_PageUp);
+    EXPECT_DOUBLE_EQ(ui.brightness.value(), 0.22);
+
+    const QString file = test::settingsFileText();
+    EXPECT_TRUE(file.contains("selectedTheme=Apple ][\n")) << file.toStdString();
+    EXPECT_TRUE(file.contains("displayBrightness=0.22\n")) << file.toStdString();
+
+    // A second run reads both back, and a pane opened then shows them.
+    QtUserDefaults nextRun;
+    UserUISettings restored(nextRun);
+    EXPECT_EQ(restored.selectedBuiltInTheme(), LCBuiltInTheme::appleII);
+    EXPECT_DOUBLE_EQ(restored.brightness.value(), 0.22);
+    AppearancePane reopened(restored);
+    EXPECT_TRUE(reopened.themeButton(LCBuiltInTheme::appleII)->isChecked());
+    EXPECT_EQ(reopened.brightnessSlider()->value(), 22);
+}
+
+TEST(PreferencesWindow, AppearanceFollowsChangesMadeFromTheMenus) {
+    test::application();
+    InMemoryUserDefaults defaults;
+    UserUISettings ui(defaults);
+    AppearancePane pane(ui);
+    const QImage vhs = pane.currentPreview();
+    ui.selectBuiltInTheme(LCBuiltInTheme::pipBoy);
+    ui.brightness.set(0.55);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(pane.themeButton(LCBuiltInTheme::pipBoy)->isChecked());
+    EXPECT_FALSE(pane.themeButton(LCBuiltInTheme::vhs)->isChecked());
+    EXPECT_EQ(pane.brightnessSlider()->value(), 55);
+    EXPECT_NE(pane.currentPreview(), vhs);
+    // Showing the new value must not publish it back a second time.
+    std::vector<double> published;
+    auto watch = ui.brightness.subscribe([&](double value) { published.push_back(value); });
+    ui.brightness.set(0.305); // rounds to the nearest slider step for display only
+    EXPECT_EQ(pane.brightnessSlider()->value(), 31);
+    EXPECT_EQ(published, std::vector<double>{0.305});
+    EXPECT_DOUBLE_EQ(ui.brightness.value(), 0.305);
+
+    // Every theme has a tile with its preview, in the offered order.
+    for (LCBuiltInTheme theme : allBuiltInThemes) {
+        const QToolButton* tile = pane.themeButton(theme);
+        EXPECT_EQ(tile->text().toStdString(), rawValue(theme));
+        EXPECT_FALSE(tile->icon().isNull());
+        EXPECT_FALSE(tile->accessibleName().isEmpty());
+        EXPECT_FALSE(tile->toolTip().isEmpty());
+    }
+}
+
+TEST(PreferencesWindow, PlaybackChoicesAreStoredInTheSettingsFile) {
+    test::application();
+    {
+        QtUserDefaults defaults;
+        PlayerSettings player(defaults);
+        PlaybackPane pane(player, defaults, {"HDA Intel PCH: ALC257 Analog (hw:0,0)", "pulse", "default"});
+        QSignalSpy chosen(&pane, &PlaybackPane::repeatModeChosen);
+
+        QComboBox& repeat = *pane.repeatBox();
+        ASSERT_EQ(repeat.count(), 3);
+        EXPECT_EQ(repeat.itemText(0), "None");
+        EXPECT_EQ(repeat.itemText(1), "Current Track");
+        EXPECT_EQ(repeat.itemText(2), "Entire Disc");
+        repeat.setFocus();
+        QTest::keyClick(&repeat, Qt::Key_Down); // None → Current Track, as a user would
+        ASSERT_EQ(chosen.size(), 1);
+        EXPECT_EQ(chosen.front().front().value<RepeatMode>(), RepeatMode::track);
+        EXPECT_EQ(defaults.string("selectedRepeatMode"), "Current Track");
+        // A mode chosen in the menu shows without being stored or signalled from here.
+        pane.showRepeatMode(RepeatMode::disc);
+        EXPECT_EQ(repeat.currentText(), "Entire Disc");
+        EXPECT_EQ(chosen.size(), 1);
+
+        QComboBox& device = *pane.deviceBox();
+        ASSERT_EQ(device.count(), 4);
+        EXPECT_EQ(device.itemText(0), "System Default");
+        EXPECT_EQ(device.currentIndex(), 0);
+        device.setFocus();
+        QTest::keyClick(&device, Qt::Key_Down);
+        EXPECT_EQ(player.outputDevice.value(), "HDA Intel PCH: ALC257 Analog (hw:0,0)");
+
+        EXPECT_TRUE(pane.playAtOnceButton()->isChecked()) << "playing at once is the default";
+        pane.waitButton()->click();
+        EXPECT_FALSE(player.playWhenOpened.value());
+    }
+    const QString file = test::settingsFileText();
+    EXPECT_TRUE(file.contains("selectedRepeatMode=Current Track\n")) << file.toStdString();
+    EXPECT_TRUE(file.contains("playDiscWhenOpened=false\n")) << file.toStdString();
+    EXPECT_TRUE(file.contains("HDA Intel PCH: ALC257 Analog (hw:0,0)")) << file.toStdString();
+
+    // The next run: the same device is listed but is now missing; it stays chosen, marked.
+    QtUserDefaults defaults;
+    PlayerSettings player(defaults);
+    PlaybackPane pane(player, defaults, {"pulse"});
+    EXPECT_EQ(pane.repeatBox()->currentText(), "Current Track");
+    EXPECT_EQ(pane.deviceBox()->currentText(), "HDA Intel PCH: ALC257 Analog (hw:0,0) (not connected)");
+    EXPECT_TRUE(pane.waitButton()->isChecked());
+    EXPECT_EQ(player.outputDevice.value(), "HDA Intel PCH: ALC257 Analog (hw:0,0)");
+    pane.deviceBox()->setFocus();
+    QTest::keyClick(pane.deviceBox(), Qt::Key_Home);
+    EXPECT_EQ(player.outputDevice.value(), "");
+    EXPECT_TRUE(test::settingsFileText().contains("outputDevice=\n"));
+}
+
+TEST(PreferencesWindow, EveryControlIsNamedForAssistiveTechnologyAndExplained) {
+    test::application();
+    InMemoryUserDefaults defaults;
+    UserUISettings ui(defaults);
+    PlayerSettings player(defaults);
+    PreferencesWindow window(ui, player, defaults, {"pulse"});
+    int controls = 0;
+    for (QWidget* widget : window.findChildren<QWidget*>()) {
+        // The tab bar's own scroll arrows are Qt's, named by Qt.
+        if (!widget->focusPolicy() || qobject_cast<QTabBar*>(widget->parentWidget())) continue;
+        if (!widget->inherits("QAbstractButton") && !widget->inherits("QComboBox") &&
+            !widget->inherits("QSlider"))
+            continue;
+        ++controls;
+        EXPECT_FALSE(widget->accessibleName().isEmpty()) << widget->metaObject()->className();
+        EXPECT_FALSE(widget->toolTip().isEmpty()) << widget->accessibleName().toStdString();
+    }
+    EXPECT_GE(controls, 28 + 1 + 2 + 2 + 1);
+}
+
+} // namespace
+} // namespace lorvan
