@@ -1,5 +1,7 @@
 #include "app/window/AboutWindow.hpp"
 
+#include "app/identity/Identity.hpp"
+
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QFrame>
@@ -19,7 +21,7 @@ const std::vector<Credit>& credits() {
          QObject::tr("SIL Open Font License 1.1")},
         {QStringLiteral("Qt 6"), QObject::tr("windows, images and settings"), QObject::tr("GNU LGPL 3")},
         {QStringLiteral("FFmpeg"), QObject::tr("audio decoding"),
-         QObject::tr("GNU LGPL 2.1 or later (GNU GPL 2 or later as Debian builds it)")},
+         QObject::tr("GNU LGPL 2.1 or later; GPL 2 or later as Debian builds it")},
         {QStringLiteral("TagLib"), QObject::tr("audio file tags"), QObject::tr("GNU LGPL 2.1 or MPL 1.1")},
         {QStringLiteral("libsoxr"), QObject::tr("sample rate conversion"),
          QObject::tr("GNU LGPL 2.1 or later")},
@@ -31,9 +33,16 @@ const std::vector<Credit>& credits() {
     return list;
 }
 
+AboutWindow::AboutWindow(QWidget* parent)
+    : AboutWindow(
+          QString::fromUtf8(identity::version().data(), static_cast<qsizetype>(identity::version().size())),
+          parent) {}
+
 AboutWindow::AboutWindow(const QString& version, QWidget* parent)
     : QDialog(parent) {
-    setWindowTitle(tr("About Lorvan"));
+    setWindowTitle(tr("About %1")
+                       .arg(QString::fromUtf8(identity::appName.data(),
+                                              static_cast<qsizetype>(identity::appName.size()))));
     setObjectName(QStringLiteral("aboutWindow"));
 
     auto* icon = new QLabel(this);
@@ -41,7 +50,8 @@ AboutWindow::AboutWindow(const QString& version, QWidget* parent)
     if (!appIcon.isNull()) icon->setPixmap(appIcon.pixmap(64, 64));
     icon->setVisible(!appIcon.isNull());
 
-    auto* name = new QLabel(QStringLiteral("Lorvan"), this);
+    auto* name = new QLabel(
+        QString::fromUtf8(identity::appName.data(), static_cast<qsizetype>(identity::appName.size())), this);
     QFont nameFont = name->font();
     nameFont.setPointSizeF(nameFont.pointSizeF() * 1.8);
     nameFont.setBold(true);
@@ -59,6 +69,8 @@ AboutWindow::AboutWindow(const QString& version, QWidget* parent)
                       "as a CD player would, behind a dot-matrix display."),
                    this);
     summary->setWordWrap(true);
+    // A wrapped label's height follows its width: fixing the width keeps the window free of gaps.
+    summary->setFixedWidth(580);
     summary->setObjectName(QStringLiteral("summary"));
 
     auto* creditsTitle = new QLabel(tr("Lorvan is built on:"), this);
@@ -79,7 +91,6 @@ AboutWindow::AboutWindow(const QString& version, QWidget* parent)
         what->setFont(bold);
         auto* role = new QLabel(credit.role, creditsBox);
         auto* licence = new QLabel(credit.licence, creditsBox);
-        licence->setWordWrap(true);
         licence->setTextInteractionFlags(Qt::TextSelectableByMouse);
         role->setForegroundRole(QPalette::PlaceholderText);
         grid->addWidget(what, row, 0, Qt::AlignLeft | Qt::AlignTop);
@@ -114,7 +125,7 @@ AboutWindow::AboutWindow(const QString& version, QWidget* parent)
     layout->addWidget(creditsTitle);
     layout->addWidget(creditsBox);
     layout->addWidget(buttons);
-    setFixedWidth(620);
+    layout->setSizeConstraint(QLayout::SetFixedSize);
 }
 
 } // namespace lorvan

@@ -20,7 +20,9 @@ struct Credit {
 class AboutWindow : public QDialog {
     Q_OBJECT
 public:
-    explicit AboutWindow(const QString& version, QWidget* parent = nullptr);
+    /// The version this build was made from.
+    explicit AboutWindow(QWidget* parent = nullptr);
+    AboutWindow(const QString& version, QWidget* parent);
 };
 
 } // namespace lorvan

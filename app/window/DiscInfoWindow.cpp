@@ -6,6 +6,7 @@
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QFontDatabase>
+#include <QFontMetrics>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QGuiApplication>
@@ -85,6 +86,8 @@ DiscInfoWindow::DiscInfoWindow(QWidget* parent, std::function<bool(const QUrl&)>
         row.value = new QLineEdit(identifiers);
         row.value->setReadOnly(true);
         row.value->setFont(fixed);
+        // Room for a whole MusicBrainz ID (28 characters) without scrolling.
+        row.value->setMinimumWidth(QFontMetrics(fixed).horizontalAdvance(QString(30, QLatin1Char('M'))));
         row.value->setAccessibleName(tr("%1 disc ID").arg(name(identifier)));
         row.value->setToolTip(tr("The %1 disc ID").arg(name(identifier)));
         row.label->setBuddy(row.value);

@@ -21,7 +21,6 @@ QString text(std::string_view value) {
 
 QLabel* note(const QString& words, QWidget* parent) {
     auto* label = new QLabel(words, parent);
-    label->setWordWrap(true);
     label->setForegroundRole(QPalette::PlaceholderText);
     QFont small = label->font();
     small.setPointSizeF(small.pointSizeF() * 0.9);

@@ -1,4 +1,5 @@
 #include "WindowTestSupport.hpp"
+#include "app/identity/Identity.hpp"
 #include "app/window/AboutWindow.hpp"
 
 #include <QLabel>
@@ -16,7 +17,7 @@ QStringList labelTexts(const QWidget& widget) {
 
 TEST(AboutWindow, NamesVersionAndEveryShippedOrLinkedPartWithItsLicence) {
     test::application();
-    AboutWindow window("1.2.3-4-gabcdef0");
+    AboutWindow window("1.2.3-4-gabcdef0", nullptr);
     const QStringList texts = labelTexts(window);
     EXPECT_TRUE(texts.contains("Lorvan"));
     EXPECT_TRUE(texts.contains("Version 1.2.3-4-gabcdef0"));
@@ -35,6 +36,16 @@ TEST(AboutWindow, NamesVersionAndEveryShippedOrLinkedPartWithItsLicence) {
     EXPECT_EQ(licenceOf("DSEG"), "SIL Open Font License 1.1");
     EXPECT_EQ(licenceOf("OpenSSL"), "Apache License 2.0");
     EXPECT_EQ(licenceOf("nlohmann/json"), "MIT License");
+}
+
+TEST(AboutWindow, ShowsTheVersionThisBuildWasMadeFrom) {
+    test::application();
+    AboutWindow window;
+    const QString version =
+        QString::fromUtf8(identity::version().data(), static_cast<qsizetype>(identity::version().size()));
+    ASSERT_FALSE(version.isEmpty());
+    EXPECT_TRUE(labelTexts(window).contains("Version " + version));
+    EXPECT_EQ(window.windowTitle(), "About Lorvan");
 }
 
 } // namespace

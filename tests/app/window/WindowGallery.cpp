@@ -42,9 +42,9 @@ public:
     }
 };
 
-void save(QWidget& widget, const QString& path) {
+void save(QWidget& widget, const QString& path, bool fit = true) {
     widget.show();
-    widget.adjustSize();
+    if (fit) widget.adjustSize();
     QCoreApplication::processEvents();
     widget.grab().save(path);
     std::printf("%s\n", qPrintable(path));
@@ -79,18 +79,22 @@ int main(int argc, char** argv) {
         preferences.grab().save(out.filePath("preferences-playback.png"));
     }
 
-    AboutWindow about(QStringLiteral("0.1.0-42-g1a2b3c4"));
+    AboutWindow about;
     save(about, out.filePath("about.png"));
 
+    ConsoleLog::write("➤ New audio disc from cue sheet: Lorvan Demo.cue");
+    ConsoleLog::write("  Found audio file: Lorvan Demo.flac");
+    ConsoleLog::write("⚠️ The sound device went away, playing on to the null output");
+    QCoreApplication::processEvents();
     ConsoleLogWindow console(record);
     console.resize(760, 420);
     QCoreApplication::processEvents();
-    save(console, out.filePath("console-log.png"));
+    save(console, out.filePath("console-log.png"), false);
 
     DiscInfoWindow info;
     info.setDisc(disc ? &*disc : nullptr);
     info.resize(760, 600);
-    save(info, out.filePath("disc-info.png"));
+    save(info, out.filePath("disc-info.png"), false);
 
     QWidget parent;
     parent.resize(600, 512);
