@@ -37,11 +37,16 @@ if(subcommand_block)
         string(APPEND include_text ".SS \"${program_name} ${name}\"\n.nf\n${command_help}\n.fi\n")
     endforeach()
 endif()
-set(include_file "${WORK_DIR}/${program_name}.h2m")
-file(WRITE "${include_file}" "${include_text}")
+# help2man refuses an include file without sections, so a program without subcommands gets none.
+set(include_options "")
+if(include_text)
+    set(include_file "${WORK_DIR}/${program_name}.h2m")
+    file(WRITE "${include_file}" "${include_text}")
+    set(include_options --include "${include_file}")
+endif()
 
 set(page "${WORK_DIR}/${program_name}.1")
-execute_process(COMMAND "${HELP2MAN}" --no-info --section 1 --name "${NAME}" --include "${include_file}"
+execute_process(COMMAND "${HELP2MAN}" --no-info --section 1 --name "${NAME}" ${include_options}
                         --output "${page}" "${PROGRAM}"
                 RESULT_VARIABLE failed)
 if(failed)

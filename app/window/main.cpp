@@ -41,6 +41,12 @@ int main(int argc, char* argv[]) {
                                     QStringLiteral("device (the default sound device) or null (a clock)"),
                                     QStringLiteral("device|null"), QStringLiteral("device"));
     parser.addOption(output);
+    // The desktop file's actions. Each acts once the disc given with it (if any) is open.
+    const QCommandLineOption play(QStringLiteral("play"), QStringLiteral("Play the disc"));
+    const QCommandLineOption pause(QStringLiteral("pause"), QStringLiteral("Pause (open the disc without playing)"));
+    const QCommandLineOption next(QStringLiteral("next"), QStringLiteral("Go to the next track"));
+    const QCommandLineOption previous(QStringLiteral("previous"), QStringLiteral("Go to the previous track"));
+    parser.addOptions({play, pause, next, previous});
     parser.process(application);
     const QString outputChoice = parser.value(output);
     if (outputChoice != QLatin1String("device") && outputChoice != QLatin1String("null")) {
@@ -63,10 +69,15 @@ int main(int argc, char* argv[]) {
         mainWindow.setConsoleLogRecord(&consoleLog);
         mainWindow.show();
         const QStringList paths = parser.positionalArguments();
-        if (!paths.isEmpty()) {
-            // After the window is up, so that a refusal's alert has a window to sit on.
-            QTimer::singleShot(0, &mainWindow, [&] { mainWindow.openPath(paths.front().toStdString()); });
-        }
+        // After the window is up, so that a refusal's alert has a window to sit on.
+        QTimer::singleShot(0, &mainWindow, [&] {
+            if (!paths.isEmpty()) mainWindow.openPath(paths.front().toStdString());
+            AudioDiscPlayer& player = session.player();
+            if (parser.isSet(pause) && player.state() == AudioDiscPlayer::State::playing) player.playPause();
+            if (parser.isSet(play) && player.state() != AudioDiscPlayer::State::playing) player.play();
+            if (parser.isSet(next)) player.nextTrack();
+            if (parser.isSet(previous)) player.previousTrack();
+        });
         status = QApplication::exec();
     }
     session.shutDown();
