@@ -68,7 +68,7 @@ inline constexpr std::array allActionIcons{
 };
 
 /// The freedesktop icon-naming name the desktop's theme is asked for ("media-playback-start"),
-/// or an empty string for a picture the naming specification has no name for.
+/// or an empty string for a picture the freedesktop icon names do not cover.
 [[nodiscard]] QString themeIconName(ActionIcon icon);
 
 /// The icon for `icon`: the desktop theme's when it has one, else Lorvan's own drawing, tinted
