@@ -97,7 +97,10 @@ struct PlaybackViewModel::Inbox : std::enable_shared_from_this<PlaybackViewModel
         jumped = jumped || jump;
         if (gateClosed || flushPosted) return;
         flushPosted = true;
-        mainThread->post([self = shared_from_this()] { self->flush(); });
+        // Weakly: the executor holds its work and the inbox holds the executor.
+        mainThread->post([weak = weak_from_this()] {
+            if (const auto self = weak.lock()) self->flush();
+        });
     }
 
     /// Main thread.
@@ -116,7 +119,9 @@ struct PlaybackViewModel::Inbox : std::enable_shared_from_this<PlaybackViewModel
             std::lock_guard lock(mutex);
             gateClosed = true;
         }
-        mainThread->postAfter(publicationInterval, [self = shared_from_this()] { self->reopen(); });
+        mainThread->postAfter(publicationInterval, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) self->reopen();
+        });
     }
 
     /// Main thread.
