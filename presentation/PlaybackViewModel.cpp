@@ -169,6 +169,11 @@ PlaybackViewModel::~PlaybackViewModel() {
     }
 }
 
+bool PlaybackViewModel::changesPending() const {
+    std::lock_guard lock(inbox_->mutex);
+    return inbox_->pending || inbox_->flushPosted;
+}
+
 void PlaybackViewModel::takeCallbacks(AudioDiscPlayer& player) {
     const std::weak_ptr<Inbox> weak = inbox_;
     const auto note = [weak](bool jump) {

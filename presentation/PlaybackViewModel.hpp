@@ -131,6 +131,9 @@ public:
 
     /// The player the faces call; null once it is gone.
     [[nodiscard]] std::shared_ptr<AudioDiscPlayer> player() const { return player_.lock(); }
+    /// True while something the player reported has yet to be published (it will be, within
+    /// `publicationInterval`); scripts and tests wait for it to clear. Main thread.
+    [[nodiscard]] bool changesPending() const;
 
     // In publication order.
     Published<DiscSummary> disc{DiscSummary{}};

@@ -19,9 +19,7 @@ namespace lorvan {
 /// engine next connects (a disc is loaded), with the old one stopped by then. Main thread.
 class SelectableOutput final : public AudioOutput {
 public:
-    using Factory = std::function<std::unique_ptr<AudioOutput>(const std::optional<std::string>& deviceName)>;
-
-    SelectableOutput(Factory make, std::optional<std::string> deviceName)
+    SelectableOutput(PlayerSession::OutputFactory make, std::optional<std::string> deviceName)
         : make_(std::move(make))
         , chosen_(std::move(deviceName))
         , current_(make_(chosen_)) {}
@@ -45,7 +43,7 @@ public:
     void stop() noexcept override { current_->stop(); }
 
 private:
-    Factory make_;
+    PlayerSession::OutputFactory make_;
     std::optional<std::string> chosen_;
     bool stale_ = false;
     std::unique_ptr<AudioOutput> current_;
@@ -79,11 +77,12 @@ PlayerSession::PlayerSession(Options options)
     };
     const platform::OutputChoice choice =
         options.soundDevice ? platform::OutputChoice::device : platform::OutputChoice::null;
-    auto output = std::make_unique<SelectableOutput>(
-        [choice, deviceLost](const std::optional<std::string>& deviceName) {
-            return platform::makePlaybackOutput(choice, deviceName, deviceLost);
-        },
-        std::move(options.deviceName));
+    OutputFactory makeOutput = options.makeOutput
+                                   ? std::move(options.makeOutput)
+                                   : [choice, deviceLost](const std::optional<std::string>& deviceName) {
+                                         return platform::makePlaybackOutput(choice, deviceName, deviceLost);
+                                     };
+    auto output = std::make_unique<SelectableOutput>(std::move(makeOutput), std::move(options.deviceName));
     output_ = output.get();
     auto engine = std::make_shared<GraphAudioEngine>(std::move(output), platform::soxrResamplerFactory());
     player_ = AudioDiscPlayer::create({engine, std::make_shared<ThreadSerialQueue>("populateDequeQueue"),

@@ -3,6 +3,7 @@
 #include "core/UserDefaults.hpp"
 #include "disc/AudioDisc.hpp"
 #include "playback/AudioDiscPlayer.hpp"
+#include "playback/AudioOutput.hpp"
 #include "playback/PlaybackStallWatchdog.hpp"
 
 #include <QTimer>
@@ -30,9 +31,17 @@ class SelectableOutput;
 /// inside a session call. The player follows its own contract (see `AudioDiscPlayer`).
 class PlayerSession {
 public:
+    /// Makes the output for a device name (empty: the system's default). Main thread.
+    using OutputFactory =
+        std::function<std::unique_ptr<AudioOutput>(const std::optional<std::string>& deviceName)>;
+
     struct Options {
         /// False: the null output, a clock at the disc's pace that plays nothing.
         bool soundDevice = true;
+        /// Set: makes every output instead of the device or the null output, `soundDevice`
+        /// aside; asked again for each device chosen with `setOutputDevice`. The window's tests
+        /// play through the manual output this way.
+        OutputFactory makeOutput;
         /// The output device: empty for the system's default, else one of `outputDeviceNames()`.
         /// A device that cannot be opened falls back to the null output with a warning.
         std::optional<std::string> deviceName;

@@ -1,6 +1,6 @@
 #include "DiscNavigator.hpp"
 
-#include "PlayerMonitor.hpp"
+#include "presentation/PlaybackDisplayState.hpp"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -10,6 +10,18 @@
 #include <cmath>
 
 namespace lorvan::window {
+
+namespace {
+
+std::string trackTitle(const AudioDisc& disc, long track) {
+    if (disc.metadata && disc.metadata->tracksMetadata && track >= 0 &&
+        static_cast<std::size_t>(track) < disc.metadata->tracksMetadata->size())
+        if (const auto& title = (*disc.metadata->tracksMetadata)[static_cast<std::size_t>(track)].title)
+            return *title;
+    return "Track " + std::to_string(track + 1);
+}
+
+} // namespace
 
 std::int64_t NavigatorGeometry::frameAtFraction(double p, std::int64_t total) {
     if (total <= 0 || !std::isfinite(p) || p <= 0) return 0;
@@ -73,7 +85,7 @@ std::string NavigatorGeometry::hoverText(const AudioDisc& disc, std::int64_t fra
                             ? 44100.0
                             : disc.data->audioFiles().front()->processingFormat().sampleRate;
     return "Track " + std::to_string(place->track + 1) + " \u00B7 Index " + index + " \u00B7 " +
-           clockText(place->trackFrames, rate) + " \u2014 " + trackTitle(disc, place->track);
+           displayTime(place->trackFrames, rate) + " \u2014 " + trackTitle(disc, place->track);
 }
 
 DiscNavigator::DiscNavigator(QWidget* parent)

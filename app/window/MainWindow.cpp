@@ -9,6 +9,7 @@
 #include "TrackListModel.hpp"
 #include "core/ConsoleLog.hpp"
 #include "core/LocalizedError.hpp"
+#include "presentation/PlaybackDisplayState.hpp"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -27,6 +28,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 namespace lorvan::window {
 
@@ -74,14 +76,14 @@ public:
 
 } // namespace
 
-MainWindow::MainWindow(WindowSession& session, UserUISettings& uiSettings, PlayerSettings& playerSettings,
-                       UserDefaults& defaults, QWidget* parent)
+MainWindow::MainWindow(PlayerSession& session, PlaybackViewModel& viewModel, UserUISettings& uiSettings,
+                       PlayerSettings& playerSettings, QWidget* parent)
     : QMainWindow(parent)
     , session_(session)
+    , viewModel_(viewModel)
     , ui_(uiSettings)
     , playerSettings_(playerSettings)
-    , defaults_(defaults)
-    , monitor_(new PlayerMonitor(session.sharedPlayer(), this)) {
+    , defaults_(session.userDefaults()) {
     setWindowTitle(QStringLiteral("Lorvan"));
     setAcceptDrops(true);
     buildActions();
@@ -90,15 +92,10 @@ MainWindow::MainWindow(WindowSession& session, UserUISettings& uiSettings, Playe
     resize(static_cast<int>(std::lround(size.width)), static_cast<int>(std::lround(size.height)));
     themeWatch_ = ui_.theme.subscribe([this](const LCTheme&) { applyTheme(); });
     applyTheme();
-    connect(monitor_, &PlayerMonitor::discChanged, this, &MainWindow::showDisc);
-    connect(monitor_, &PlayerMonitor::changed, this, &MainWindow::showSnapshot);
-    showDisc();
-    showSnapshot();
+    observeViewModel();
 }
 
-MainWindow::~MainWindow() {
-    monitor_->detach();
-}
+MainWindow::~MainWindow() = default;
 
 QAction* MainWindow::action(const QString& name) const {
     const auto found = actions_.find(name);
@@ -187,11 +184,10 @@ void MainWindow::buildActions() {
         item->setCheckable(true);
         item->setActionGroup(repeatGroup_);
         connect(item, &QAction::triggered, this, [this, mode = mode] {
-            session_.player().setRepeatMode(mode);
+            player().setRepeatMode(mode);
             // As the preferences do: the next disc and the next run start with it too.
             defaults_.setString(AudioDiscPlayer::repeatModeDefaultsKey,
                                 std::string(AudioDiscPlayer::rawValue(mode)));
-            acted();
         });
     }
     repeat->addSeparator();
@@ -210,10 +206,8 @@ void MainWindow::buildActions() {
         QAction* item = addAction(time, QStringLiteral("timeMode.%1").arg(modeNumber++), text, {}, nullptr);
         item->setCheckable(true);
         item->setActionGroup(timeModeGroup_);
-        connect(item, &QAction::triggered, this, [this, mode = mode] {
-            session_.player().setPlaybackTimecodeMode(mode);
-            acted();
-        });
+        connect(item, &QAction::triggered, this,
+                [this, mode = mode] { player().setPlaybackTimecodeMode(mode); });
     }
     time->addSeparator();
     addAction(time, "cycleTimeMode", tr("Next Time Mode"), {K(Qt::Key_T)}, &MainWindow::cycleTimeMode);
@@ -259,10 +253,8 @@ void MainWindow::buildLayout() {
     column->addWidget(display_);
 
     navigator_ = new DiscNavigator(body_);
-    connect(navigator_, &DiscNavigator::seekRequested, this, [this](std::int64_t frame) {
-        session_.player().seekToFrame(frame, false);
-        acted();
-    });
+    connect(navigator_, &DiscNavigator::seekRequested, this,
+            [this](std::int64_t frame) { player().seekToFrame(frame, false); });
     column->addSpacing(6);
     column->addWidget(navigator_);
 
@@ -295,15 +287,11 @@ void MainWindow::buildLayout() {
 
     rateVolume_ =
         new RateVolumePanel(action("toggleBeat"), action("toggleMute"), action("toggleAmplifier"), body_);
-    connect(rateVolume_, &RateVolumePanel::rateChosen, this, [this](float rate) {
-        session_.player().setPlaybackRate(rate);
-        acted();
-    });
+    connect(rateVolume_, &RateVolumePanel::rateChosen, this,
+            [this](float rate) { player().setPlaybackRate(rate); });
     connect(rateVolume_, &RateVolumePanel::rateResetRequested, this, &MainWindow::resetSpeed);
-    connect(rateVolume_, &RateVolumePanel::volumeChosen, this, [this](float volume) {
-        session_.player().setVolume(volume);
-        acted();
-    });
+    connect(rateVolume_, &RateVolumePanel::volumeChosen, this,
+            [this](float volume) { player().setVolume(volume); });
     rateVolume_->setVisible(false);
     column->addWidget(rateVolume_);
 
@@ -335,10 +323,8 @@ void MainWindow::buildLayout() {
     header->setSectionResizeMode(TrackListModel::title, QHeaderView::Stretch);
     header->setSectionResizeMode(TrackListModel::performer, QHeaderView::Stretch);
     header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    connect(trackView_, &QTreeView::activated, this, [this](const QModelIndex& index) {
-        session_.player().goToTrack(index.row(), 1, true);
-        acted();
-    });
+    connect(trackView_, &QTreeView::activated, this,
+            [this](const QModelIndex& index) { player().goToTrack(index.row(), 1, true); });
     tracks->addWidget(trackView_, 1);
     artwork_ = new QLabel(body_);
     artwork_->setAccessibleName(tr("Artwork"));
@@ -383,12 +369,44 @@ void MainWindow::applyTheme() {
             .arg(colors_.body.name(), colors_.secondary.name(), colors_.bodyEdge.name()));
 }
 
+void MainWindow::observeViewModel() {
+    const auto watch = [this](auto& published, auto show) {
+        using Subscription = typename std::remove_reference_t<decltype(published)>::Subscription;
+        watches_.push_back(std::make_shared<Subscription>(
+            published.subscribe([this, show](const auto&) { (this->*show)(); })));
+    };
+    PlaybackViewModel& vm = viewModel_;
+    watch(vm.disc, &MainWindow::showDisc);
+    watch(vm.progress().progress, &MainWindow::showPosition);
+    watch(vm.state, &MainWindow::showState);
+    watch(vm.currentTrackIndex, &MainWindow::showPlayingTrack);
+    watch(vm.repeatMode, &MainWindow::showRepeatMode);
+    watch(vm.timecodeMode, &MainWindow::showToggles);
+    watch(vm.shuffle, &MainWindow::showToggles);
+    watch(vm.newBeat, &MainWindow::showToggles);
+    watch(vm.rateControlsShown, &MainWindow::showToggles);
+    watch(vm.amplifier, &MainWindow::showToggles);
+    watch(vm.muted, &MainWindow::showToggles);
+    watch(vm.rate, &MainWindow::showRateAndVolume);
+    watch(vm.volume, &MainWindow::showRateAndVolume);
+    // The display reads several values that belong together: once per publication, after all.
+    watch(vm.updated, &MainWindow::showDisplay);
+    showDisc();
+    showPosition();
+    showState();
+    showRepeatMode();
+    showToggles();
+    showRateAndVolume();
+    showDisplay();
+}
+
 void MainWindow::showDisc() {
-    const auto& disc = monitor_->snapshot().disc;
-    navigator_->setDisc(disc);
+    const DiscSummary& disc = viewModel_.disc.value();
+    navigator_->setDisc(disc.disc);
     trackModel_->setDisc(disc);
+    showPlayingTrack();
     QPixmap art;
-    if (disc && disc->artworkURL) art.load(QString::fromStdString(disc->artworkURL->path().string()));
+    if (disc.artworkPath) art.load(QString::fromStdString(*disc.artworkPath));
     if (!art.isNull()) {
         const qreal ratio = devicePixelRatioF();
         QPixmap scaled = art.scaled(QSize(120, 120) * ratio, Qt::KeepAspectRatio, Qt::SmoothTransformation);
@@ -396,53 +414,91 @@ void MainWindow::showDisc() {
         artwork_->setPixmap(scaled);
     }
     artwork_->setVisible(!art.isNull());
+    const bool inserted = disc.disc != nullptr;
     for (const char* name : {"playPause", "stopEject", "previousTrack", "nextTrack", "previousChapter",
                              "nextChapter", "seekBackward", "seekForward", "eject", "showDiscInfo"})
-        action(name)->setEnabled(disc != nullptr);
-    QString title = QStringLiteral("Lorvan");
-    if (disc && disc->metadata && disc->metadata->releaseTitle)
-        title = QString::fromStdString(*disc->metadata->releaseTitle) + QStringLiteral(" \u2014 Lorvan");
-    setWindowTitle(title);
+        action(name)->setEnabled(inserted);
+    setWindowTitle(disc.title.empty()
+                       ? QStringLiteral("Lorvan")
+                       : QString::fromStdString(disc.title) + QStringLiteral(" \u2014 Lorvan"));
 }
 
-void MainWindow::showSnapshot() {
-    const PlayerSnapshot& s = monitor_->snapshot();
-    display_->setState(displayState(s));
-    navigator_->setPosition(s.disc ? std::clamp(s.positions.normalizedDiscPosition, 0.0, 1.0) : 0.0);
-    const bool playing = s.state == AudioDiscPlayer::State::playing;
+void MainWindow::showDisplay() {
+    DisplayState state = displayState(viewModel_);
+    if (!viewModel_.disc.value().disc) {
+        state.title = tr("No disc").toStdString();
+        state.subtitle = tr("Open a cue sheet or a folder (%1)")
+                             .arg(action("openDocument")->shortcut().toString(QKeySequence::NativeText))
+                             .toStdString();
+    }
+    display_->setState(state);
+}
+
+void MainWindow::showPosition() {
+    const PlaybackProgress& progress = viewModel_.progress().progress.value();
+    navigator_->setPosition(progress.discInPlayer ? std::clamp(progress.normalizedDiscPosition, 0.0, 1.0)
+                                                  : 0.0);
+}
+
+void MainWindow::showState() {
+    const bool playing = viewModel_.state.value() == AudioDiscPlayer::State::playing;
     buttons_["playPause"]->setGlyph(playing ? GlyphButton::Glyph::pause : GlyphButton::Glyph::play);
     action("playPause")->setText(playing ? tr("&Pause") : tr("&Play"));
-    buttons_["cycleRepeatMode"]->setGlyph(s.repeat == RepeatMode::track ? GlyphButton::Glyph::repeatOne
-                                                                        : GlyphButton::Glyph::repeat);
+    showPlayingTrack();
+}
+
+void MainWindow::showPlayingTrack() {
+    const bool marked =
+        viewModel_.disc.value().disc && viewModel_.state.value() != AudioDiscPlayer::State::stopped;
+    trackModel_->setPlayingTrack(marked ? viewModel_.currentTrackIndex.value() : std::nullopt);
+}
+
+void MainWindow::showRepeatMode() {
+    const RepeatMode repeat = viewModel_.repeatMode.value();
+    buttons_["cycleRepeatMode"]->setGlyph(repeat == RepeatMode::track ? GlyphButton::Glyph::repeatOne
+                                                                      : GlyphButton::Glyph::repeat);
     action("cycleRepeatMode")->setCheckable(true);
-    action("cycleRepeatMode")->setChecked(s.repeat != RepeatMode::none);
-    action(QStringLiteral("repeat.") + QString::fromUtf8(AudioDiscPlayer::rawValue(s.repeat)))
+    action("cycleRepeatMode")->setChecked(repeat != RepeatMode::none);
+    action(QStringLiteral("repeat.") + QString::fromUtf8(AudioDiscPlayer::rawValue(repeat)))
         ->setChecked(true);
-    action(QStringLiteral("timeMode.%1").arg(static_cast<int>(s.timeMode)))->setChecked(true);
-    action("toggleShuffle")->setChecked(s.shuffle);
-    action("toggleBeat")->setChecked(s.newBeat);
-    action("toggleRateControls")->setChecked(s.rateControls);
-    action("toggleAmplifier")->setChecked(s.amplifier);
-    action("toggleMute")->setChecked(s.amplifier && s.volume == 0.0F);
-    rateVolume_->setVisible(s.rateControls);
-    rateVolume_->setRate(s.rate, s.newBeat);
-    rateVolume_->setVolume(s.volume, s.amplifier);
-    trackModel_->setPlayingTrack(s.disc && s.state != AudioDiscPlayer::State::stopped ? s.track
-                                                                                      : std::nullopt);
+}
+
+void MainWindow::showToggles() {
+    const PlaybackViewModel& vm = viewModel_;
+    action(QStringLiteral("timeMode.%1").arg(static_cast<int>(vm.timecodeMode.value())))->setChecked(true);
+    action("toggleShuffle")->setChecked(vm.shuffle.value());
+    action("toggleBeat")->setChecked(vm.newBeat.value());
+    action("toggleRateControls")->setChecked(vm.rateControlsShown.value());
+    action("toggleAmplifier")->setChecked(vm.amplifier.value());
+    action("toggleMute")->setChecked(vm.muted.value());
+    rateVolume_->setVisible(vm.rateControlsShown.value());
+    showRateAndVolume();
+}
+
+void MainWindow::showRateAndVolume() {
+    rateVolume_->setRate(viewModel_.rate.value(), viewModel_.newBeat.value());
+    rateVolume_->setVolume(viewModel_.volume.value(), viewModel_.amplifier.value());
 }
 
 // MARK: Opening
 
+std::filesystem::path MainWindow::discLocation(const std::filesystem::path& path) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) return path;
+    if (std::filesystem::is_regular_file(path, error) && path.extension() != ".cue" &&
+        path.extension() != ".CUE")
+        return path.parent_path().empty() ? std::filesystem::path(".") : path.parent_path();
+    return path;
+}
+
 bool MainWindow::openPath(const std::filesystem::path& path, bool quiet) {
     try {
-        session_.open(path, true);
+        session_.open(discLocation(std::filesystem::absolute(path)), true);
     } catch (const LocalizedError& error) {
         if (!quiet) showRefusal(error);
-        acted();
         return false;
     }
     rememberRecent(QString::fromStdString(std::filesystem::absolute(path).lexically_normal().string()));
-    acted();
     return true;
 }
 
@@ -515,50 +571,44 @@ void MainWindow::dropEvent(QDropEvent* event) {
 // MARK: Player actions
 
 void MainWindow::eject() {
-    AudioDiscPlayer& player = session_.player();
-    if (player.state() != AudioDiscPlayer::State::stopped) player.stopEject();
-    player.stopEject();
-    acted();
+    AudioDiscPlayer& p = player();
+    if (p.state() != AudioDiscPlayer::State::stopped) p.stopEject();
+    p.stopEject();
 }
 
 void MainWindow::playPause() {
-    session_.player().playPause();
-    acted();
+    player().playPause();
 }
 
 void MainWindow::stopEject() {
-    session_.player().stopEject();
-    acted();
+    player().stopEject();
 }
 
 void MainWindow::previousTrack() {
-    session_.player().previousTrack();
-    acted();
+    player().previousTrack();
 }
 
 void MainWindow::nextTrack() {
-    session_.player().nextTrack();
-    acted();
+    player().nextTrack();
 }
 
 void MainWindow::previousChapter() {
-    session_.player().previousChapter();
-    acted();
+    player().previousChapter();
 }
 
 void MainWindow::nextChapter() {
-    session_.player().nextChapter();
-    acted();
+    player().nextChapter();
 }
 
 void MainWindow::seekBy(double seconds) {
-    AudioDiscPlayer& player = session_.player();
-    if (!player.disc()) return;
-    const double rate = monitor_->snapshot().sampleRate();
-    player.seekToFrame(std::max<std::int64_t>(0, player.discFramePosition() +
-                                                     static_cast<std::int64_t>(std::llround(seconds * rate))),
-                       false);
-    acted();
+    AudioDiscPlayer& p = player();
+    const DiscSummary& disc = viewModel_.disc.value();
+    if (!p.disc() || disc.totalFrames <= 0) return;
+    // Within the disc: a seek past either end would start the disc over from frame 0. Forward
+    // near the end goes to the last frame, which ends the disc.
+    const std::int64_t target =
+        p.discFramePosition() + static_cast<std::int64_t>(std::llround(seconds * disc.sampleRate));
+    p.seekToFrame(std::clamp<std::int64_t>(target, 0, disc.totalFrames - 1), false);
 }
 
 void MainWindow::seekBackward() {
@@ -569,54 +619,45 @@ void MainWindow::seekForward() {
 }
 
 void MainWindow::increaseSpeed() {
-    session_.player().increaseSpeed();
-    acted();
+    player().increaseSpeed();
 }
 
 void MainWindow::decreaseSpeed() {
-    session_.player().decreaseSpeed();
-    acted();
+    player().decreaseSpeed();
 }
 
 void MainWindow::resetSpeed() {
-    session_.player().resetSpeed();
-    acted();
+    player().resetSpeed();
 }
 
 void MainWindow::toggleBeat() {
-    session_.player().toggleBeat();
-    acted();
+    player().toggleBeat();
 }
 
 void MainWindow::toggleRateControls() {
-    AudioDiscPlayer& player = session_.player();
-    player.setRateControlsAreActive(!player.rateControlsAreActive());
-    acted();
+    AudioDiscPlayer& p = player();
+    p.setRateControlsAreActive(!p.rateControlsAreActive());
 }
 
 void MainWindow::increaseVolume() {
-    session_.player().increaseVolume();
-    acted();
+    player().increaseVolume();
 }
 
 void MainWindow::decreaseVolume() {
-    session_.player().decreaseVolume();
-    acted();
+    player().decreaseVolume();
 }
 
 void MainWindow::toggleMute() {
-    session_.player().toggleMute();
-    acted();
+    player().toggleMute();
 }
 
 void MainWindow::toggleAmplifier() {
-    AudioDiscPlayer& player = session_.player();
-    player.setAmplifierIsActive(!player.amplifierIsActive());
-    acted();
+    AudioDiscPlayer& p = player();
+    p.setAmplifierIsActive(!p.amplifierIsActive());
 }
 
 void MainWindow::cycleRepeatMode() {
-    const RepeatMode current = session_.player().repeatMode();
+    const RepeatMode current = player().repeatMode();
     const RepeatMode next = current == RepeatMode::none    ? RepeatMode::track
                             : current == RepeatMode::track ? RepeatMode::disc
                                                            : RepeatMode::none;
@@ -624,15 +665,12 @@ void MainWindow::cycleRepeatMode() {
 }
 
 void MainWindow::toggleShuffle() {
-    session_.player().toggleShuffle();
-    acted();
+    player().toggleShuffle();
 }
 
 void MainWindow::cycleTimeMode() {
-    AudioDiscPlayer& player = session_.player();
-    player.setPlaybackTimecodeMode(
-        static_cast<Mode>((static_cast<int>(player.playbackTimecodeMode()) + 1) % 4));
-    acted();
+    AudioDiscPlayer& p = player();
+    p.setPlaybackTimecodeMode(static_cast<Mode>((static_cast<int>(p.playbackTimecodeMode()) + 1) % 4));
 }
 
 void MainWindow::increaseBrightness() {
@@ -655,7 +693,7 @@ void MainWindow::showConsoleLog() {
 }
 
 void MainWindow::showDiscInfo() {
-    const auto& disc = monitor_->snapshot().disc;
+    const auto& disc = viewModel_.disc.value().disc;
     if (!disc) return;
     QString text;
     for (const auto mode : {TOCMode::cues, TOCMode::tracksRipper, TOCMode::tracksMusicBrainz})

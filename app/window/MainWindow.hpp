@@ -1,9 +1,9 @@
 #pragma once
 
-#include "PlayerMonitor.hpp"
 #include "ThemeColors.hpp"
-#include "WindowSession.hpp"
+#include "app/session/PlayerSession.hpp"
 #include "core/UserDefaults.hpp"
+#include "presentation/PlaybackViewModel.hpp"
 #include "presentation/PlayerSettings.hpp"
 #include "presentation/UserUISettings.hpp"
 
@@ -12,6 +12,8 @@
 #include <QStringList>
 #include <filesystem>
 #include <map>
+#include <memory>
+#include <vector>
 
 class QLabel;
 class QTreeView;
@@ -32,21 +34,25 @@ class TrackListModel;
 
 /// The player window: the display, the disc navigator, the transport, the rate and volume
 /// dials and the track list, with the menus that carry every action of the application. The
-/// widgets show what the monitor read from the player; the actions call the player.
+/// widgets show the values the view model publishes (it is the player's one observer); the
+/// actions call the session's player, and their effect comes back through the view model.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
-    MainWindow(WindowSession& session, UserUISettings& uiSettings, PlayerSettings& playerSettings,
-               UserDefaults& defaults, QWidget* parent = nullptr);
+    /// `session`, `viewModel` and the settings must outlive the window; the view model must be
+    /// the one observing `session`'s player.
+    MainWindow(PlayerSession& session, PlaybackViewModel& viewModel, UserUISettings& uiSettings,
+               PlayerSettings& playerSettings, QWidget* parent = nullptr);
     ~MainWindow() override;
 
+    /// What opening `path` reads: a cue sheet or a folder as it is, an audio file's folder.
+    [[nodiscard]] static std::filesystem::path discLocation(const std::filesystem::path& path);
     /// Opens a cue sheet, a folder, or an audio file's folder. A refusal shows the error's
     /// texts in an alert (unless `quiet`) and leaves the playing disc as it was. True when opened.
     bool openPath(const std::filesystem::path& path, bool quiet = false);
 
     /// The action named `name` (its object name: "playPause", "nextTrack", "theme.Amber", ...).
     [[nodiscard]] QAction* action(const QString& name) const;
-    [[nodiscard]] PlayerMonitor& monitor() const { return *monitor_; }
     [[nodiscard]] DisplayView& displayView() const { return *display_; }
     [[nodiscard]] DiscNavigator& navigator() const { return *navigator_; }
     [[nodiscard]] TrackListModel& trackList() const { return *trackModel_; }
@@ -75,8 +81,15 @@ private:
     void buildActions();
     void buildLayout();
     void applyTheme();
-    void showSnapshot();
+    void observeViewModel();
     void showDisc();
+    void showDisplay();
+    void showPosition();
+    void showState();
+    void showRepeatMode();
+    void showToggles();
+    void showRateAndVolume();
+    void showPlayingTrack();
     void rebuildRecentMenu();
     void rememberRecent(const QString& path);
     void showRefusal(const LocalizedError& error);
@@ -111,14 +124,13 @@ private:
     void showAbout();
     void showSettingsWindow();
     void seekBy(double seconds);
-    /// After an action the window shows its effect at once instead of at the next reading.
-    void acted() { monitor_->refresh(); }
+    [[nodiscard]] AudioDiscPlayer& player() const { return session_.player(); }
 
-    WindowSession& session_;
+    PlayerSession& session_;
+    PlaybackViewModel& viewModel_;
     UserUISettings& ui_;
     PlayerSettings& playerSettings_;
     UserDefaults& defaults_;
-    PlayerMonitor* monitor_;
     std::map<QString, QAction*> actions_;
     QActionGroup* themeGroup_ = nullptr;
     QActionGroup* repeatGroup_ = nullptr;
@@ -138,6 +150,8 @@ private:
     ConsoleLogRecord* consoleLogRecord_ = nullptr;
     ConsoleLogWindow* consoleLog_ = nullptr;
     Published<LCTheme>::Subscription themeWatch_;
+    /// The window's subscriptions to the view model, cancelled with the window.
+    std::vector<std::shared_ptr<void>> watches_;
 };
 
 } // namespace lorvan::window

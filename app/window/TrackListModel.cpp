@@ -1,6 +1,6 @@
 #include "TrackListModel.hpp"
 
-#include "PlayerMonitor.hpp"
+#include "presentation/PlaybackDisplayState.hpp"
 
 #include <QFont>
 
@@ -9,9 +9,10 @@ namespace lorvan::window {
 TrackListModel::TrackListModel(QObject* parent)
     : QAbstractTableModel(parent) {}
 
-void TrackListModel::setDisc(std::shared_ptr<const AudioDisc> disc) {
+void TrackListModel::setDisc(const DiscSummary& disc) {
     beginResetModel();
-    disc_ = std::move(disc);
+    tracks_ = disc.tracks;
+    sampleRate_ = disc.sampleRate;
     playing_.reset();
     endResetModel();
 }
@@ -21,20 +22,20 @@ void TrackListModel::setPlayingTrack(std::optional<long> track) {
     const auto old = playing_;
     playing_ = track;
     for (const auto row : {old, track})
-        if (row && *row < rowCount())
+        if (row && *row >= 0 && *row < rowCount())
             emit dataChanged(index(static_cast<int>(*row), 0), index(static_cast<int>(*row), columns - 1));
 }
 
-std::int64_t TrackListModel::pregapFrames(const AudioDisc& disc, const AudioTrack& track) {
-    if (track.cueIndices.empty()) return 0;
-    const AudioCue& first = disc.cues[track.cueIndices.front()];
-    const auto start = disc.trackStartFrame(track);
-    if (first.chapter != 0 || !start) return 0;
-    return *start - first.keyFrame;
+std::int64_t TrackListModel::lengthFrames(long row) const {
+    if (row < 0 || static_cast<std::size_t>(row) >= tracks_.size()) return 0;
+    const auto at = static_cast<std::size_t>(row);
+    // The summary's length reaches the next track's INDEX 01; its pregap is that track's own row.
+    const std::int64_t nextPregap = at + 1 < tracks_.size() ? tracks_[at + 1].pregapFrames : 0;
+    return tracks_[at].lengthFrames - nextPregap;
 }
 
 int TrackListModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() || !disc_ ? 0 : static_cast<int>(disc_->tracks.size());
+    return parent.isValid() ? 0 : static_cast<int>(tracks_.size());
 }
 
 int TrackListModel::columnCount(const QModelIndex& parent) const {
@@ -42,29 +43,26 @@ int TrackListModel::columnCount(const QModelIndex& parent) const {
 }
 
 QVariant TrackListModel::data(const QModelIndex& index, int role) const {
-    if (!disc_ || !index.isValid() || index.row() >= rowCount()) return {};
+    if (!index.isValid() || index.row() >= rowCount()) return {};
     const long row = index.row();
-    const AudioTrack& track = disc_->tracks[static_cast<std::size_t>(row)];
+    const TrackSummary& track = tracks_[static_cast<std::size_t>(row)];
     const bool playing = playing_ == row;
-    const double rate = disc_->data->audioFiles().empty()
-                            ? 44100.0
-                            : disc_->data->audioFiles().front()->processingFormat().sampleRate;
     switch (role) {
     case Qt::DisplayRole:
         switch (index.column()) {
         case number:
             return playing ? QStringLiteral("\u25B6") : QString::number(row + 1);
         case title:
-            return QString::fromStdString(trackTitle(*disc_, row));
+            return track.title.empty() ? tr("Track %1").arg(track.number)
+                                       : QString::fromStdString(track.title);
         case performer:
-            return QString::fromStdString(trackPerformer(*disc_, row));
+            return QString::fromStdString(track.performer);
         case length:
-            return QString::fromStdString(clockText(
-                disc_->trackLength(track, AudioDisc::TrackLengthMode::excludingNextTrackPregap), rate));
-        case pregap: {
-            const std::int64_t frames = pregapFrames(*disc_, track);
-            return frames > 0 ? QString::fromStdString(clockText(frames, rate)) : QString();
-        }
+            return QString::fromStdString(displayTime(lengthFrames(row), sampleRate_));
+        case pregap:
+            return track.pregapFrames > 0
+                       ? QString::fromStdString(displayTime(track.pregapFrames, sampleRate_))
+                       : QString();
         default:
             return {};
         }

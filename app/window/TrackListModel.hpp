@@ -1,15 +1,16 @@
 #pragma once
 
-#include "disc/AudioDisc.hpp"
+#include "presentation/PlaybackViewModel.hpp"
 
 #include <QAbstractTableModel>
-#include <memory>
 #include <optional>
+#include <vector>
 
 namespace lorvan::window {
 
 /// The disc's tracks as table rows: number, title, performer, length and pregap, the playing
-/// one marked.
+/// one marked. The length runs from the track's INDEX 01 to the next track's INDEX 00, so that
+/// with the pregaps the rows add up to the disc; the pregap is shown only where a track has one.
 class TrackListModel : public QAbstractTableModel {
     Q_OBJECT
 public:
@@ -17,12 +18,12 @@ public:
 
     explicit TrackListModel(QObject* parent = nullptr);
 
-    void setDisc(std::shared_ptr<const AudioDisc> disc);
+    void setDisc(const DiscSummary& disc);
     void setPlayingTrack(std::optional<long> track);
     [[nodiscard]] std::optional<long> playingTrack() const { return playing_; }
 
-    /// Frames before the track's INDEX 01 that belong to it (INDEX 00), 0 without a pregap.
-    [[nodiscard]] static std::int64_t pregapFrames(const AudioDisc& disc, const AudioTrack& track);
+    /// Frames from `row`'s INDEX 01 to the next track's INDEX 00 (the disc's end for the last).
+    [[nodiscard]] std::int64_t lengthFrames(long row) const;
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
@@ -30,7 +31,8 @@ public:
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    std::shared_ptr<const AudioDisc> disc_;
+    std::vector<TrackSummary> tracks_;
+    double sampleRate_ = 0;
     std::optional<long> playing_;
 };
 

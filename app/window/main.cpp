@@ -2,11 +2,11 @@
 
 #include "ConsoleLogWindow.hpp"
 #include "MainWindow.hpp"
-#include "WindowSession.hpp"
 #include "app/identity/Identity.hpp"
+#include "app/session/PlayerSession.hpp"
 #include "core/ConsoleLog.hpp"
-#include "platform/PortAudioOutput.hpp"
 #include "platform/QtUserDefaults.hpp"
+#include "presentation/PlaybackViewModel.hpp"
 #include "presentation/PlayerSettings.hpp"
 #include "presentation/UserUISettings.hpp"
 
@@ -43,7 +43,8 @@ int main(int argc, char* argv[]) {
     parser.addOption(output);
     // The desktop file's actions. Each acts once the disc given with it (if any) is open.
     const QCommandLineOption play(QStringLiteral("play"), QStringLiteral("Play the disc"));
-    const QCommandLineOption pause(QStringLiteral("pause"), QStringLiteral("Pause (open the disc without playing)"));
+    const QCommandLineOption pause(QStringLiteral("pause"),
+                                   QStringLiteral("Pause (open the disc without playing)"));
     const QCommandLineOption next(QStringLiteral("next"), QStringLiteral("Go to the next track"));
     const QCommandLineOption previous(QStringLiteral("previous"), QStringLiteral("Go to the previous track"));
     parser.addOptions({play, pause, next, previous});
@@ -55,17 +56,20 @@ int main(int argc, char* argv[]) {
     }
 
     // As the subsystems meet: the persisted repeat mode and theme first, then the one player,
-    // then the window.
+    // its one observer, then the window.
     const auto defaults = std::make_shared<QtUserDefaults>();
     UserUISettings uiSettings(*defaults);
     PlayerSettings playerSettings(*defaults);
-    window::WindowSession session(platform::makePlaybackOutput(outputChoice == QLatin1String("null")
-                                                                   ? platform::OutputChoice::null
-                                                                   : platform::OutputChoice::device),
-                                  defaults);
+    PlayerSession::Options options;
+    options.soundDevice = outputChoice != QLatin1String("null");
+    if (!playerSettings.outputDevice.value().empty())
+        options.deviceName = playerSettings.outputDevice.value();
+    options.userDefaults = defaults;
+    PlayerSession session(std::move(options));
+    PlaybackViewModel viewModel(session.sharedPlayer(), session.mainThread());
     int status = 0;
     {
-        window::MainWindow mainWindow(session, uiSettings, playerSettings, *defaults);
+        window::MainWindow mainWindow(session, viewModel, uiSettings, playerSettings);
         mainWindow.setConsoleLogRecord(&consoleLog);
         mainWindow.show();
         const QStringList paths = parser.positionalArguments();

@@ -2,6 +2,7 @@
 #include "app/window/DisplayView.hpp"
 #include "app/window/RateVolumePanel.hpp"
 #include "app/window/TrackListModel.hpp"
+#include "presentation/PlaybackDisplayState.hpp"
 #include "support/TestSupport.hpp"
 
 #include <QAction>
@@ -37,6 +38,7 @@ TEST(MainWindowTest, StartsEmptyAndSaysSo) {
 TEST(MainWindowTest, EveryActionReachesThePlayer) {
     WindowFixture f;
     ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
     AudioDiscPlayer& p = f.player();
     const auto disc = p.disc();
     ASSERT_TRUE(disc);
@@ -46,7 +48,7 @@ TEST(MainWindowTest, EveryActionReachesThePlayer) {
 
     f.trigger("playPause");
     EXPECT_EQ(p.state(), State::paused);
-    EXPECT_EQ(f.window->displayView().state().statusRight, "PAUSE");
+    EXPECT_EQ(f.window->action("playPause")->text(), "&Play") << "the button offers what it would do";
 
     const double rate = 44100.0;
     const std::int64_t before = p.discFramePosition();
@@ -111,7 +113,7 @@ TEST(MainWindowTest, EveryActionReachesThePlayer) {
     EXPECT_EQ(p.playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::trackRemainingTime);
     f.trigger("timeMode.3");
     EXPECT_EQ(p.playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::discRemainingTime);
-    EXPECT_EQ(f.window->displayView().state().timeLabel, "DISC REM");
+    EXPECT_EQ(f.window->displayView().state().timeLabel, "DISC REMAIN");
 
     f.trigger("stopEject");
     EXPECT_EQ(p.state(), State::stopped);
@@ -121,13 +123,64 @@ TEST(MainWindowTest, EveryActionReachesThePlayer) {
     EXPECT_EQ(f.window->displayView().state().title, "No disc");
 
     ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
     f.trigger("eject");
     EXPECT_FALSE(p.disc()) << "Eject takes the disc out even while it plays";
+}
+
+// The window reads nothing from the player itself: what the player does reaches the widgets
+// when the view model publishes it, and then every widget shows the published values.
+TEST(MainWindowTest, WidgetsFollowWhatTheViewModelPublishes) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
+    AudioDiscPlayer& p = f.player();
+    const auto disc = p.disc();
+    ASSERT_TRUE(disc);
+    p.playPause();
+    p.setRepeatMode(AudioDiscPlayer::RepeatMode::track);
+    p.toggleShuffle();
+    p.setAmplifierIsActive(true);
+    p.setRateControlsAreActive(true);
+    p.setPlaybackTimecodeMode(AudioDiscPlayer::PlaybackTimecodeMode::trackRemainingTime);
+    // Half a second into track 2's pregap.
+    const std::int64_t inPregap = cueFrame(*disc, 1, 0) + 22050;
+    p.seekToFrame(inPregap, false);
+
+    EXPECT_FALSE(f.window->action("toggleShuffle")->isChecked()) << "nothing published yet";
+    EXPECT_FALSE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
+    EXPECT_EQ(f.window->action("playPause")->text(), "&Pause");
+
+    f.settle();
+    const PlaybackViewModel& vm = *f.viewModel;
+    EXPECT_EQ(vm.progress().progress.value().discFramePosition, inPregap);
+    EXPECT_TRUE(f.window->action("toggleShuffle")->isChecked());
+    EXPECT_TRUE(f.window->action("repeat.Current Track")->isChecked());
+    EXPECT_TRUE(f.window->action("cycleRepeatMode")->isChecked());
+    EXPECT_TRUE(f.window->action("toggleAmplifier")->isChecked());
+    EXPECT_TRUE(f.window->action("timeMode.1")->isChecked());
+    EXPECT_TRUE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
+    EXPECT_EQ(f.window->action("playPause")->text(), "&Play");
+    EXPECT_EQ(f.window->trackList().playingTrack(), 1);
+
+    // The display shows exactly the published time of the chosen mode, here inside a pregap.
+    const DisplayState& shown = f.window->displayView().state();
+    EXPECT_EQ(shown.statusLeft, "TRACK 02");
+    EXPECT_EQ(shown.statusRight, "INDEX 00");
+    EXPECT_EQ(shown.timeLabel, "PREGAP");
+    EXPECT_EQ(shown.time, displayTime(vm.progress().progress.value().trackRemainingFrames, 44100));
+    EXPECT_EQ(shown.title, "A Minor Walk");
+    f.trigger("timeMode.0");
+    EXPECT_EQ(f.window->displayView().state().time, "-0:00") << "half a second before INDEX 01";
+    p.seekToFrame(cueFrame(*disc, 1, 0), false);
+    f.settle();
+    EXPECT_EQ(f.window->displayView().state().time, "-0:01") << "the whole pregap before INDEX 01";
 }
 
 TEST(MainWindowTest, ClickingTheTimeCyclesItsModeAndDoubleClickingATrackPlaysIt) {
     WindowFixture f;
     ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
     f.window->show();
     window::DisplayView& display = f.window->displayView();
     const QPointF at = display.timeRect().center();
@@ -138,6 +191,7 @@ TEST(MainWindowTest, ClickingTheTimeCyclesItsModeAndDoubleClickingATrackPlaysIt)
 
     QTreeView& tracks = f.window->trackView();
     emit tracks.activated(f.window->trackList().index(2, 0));
+    f.settle();
     EXPECT_EQ(f.player().currentTrackIndex(), 2);
     EXPECT_EQ(f.player().discFramePosition(),
               f.player().disc()->trackStartFrame(f.player().disc()->tracks[2]));
@@ -237,7 +291,7 @@ TEST(MainWindowTest, RestoresAndStoresItsSize) {
     EXPECT_EQ(f.window->size(), QSize(600, 512)) << "the default size";
     f.playerSettings->lastSize.set({700, 640});
     {
-        window::MainWindow second(*f.session, *f.ui, *f.playerSettings, *f.defaults);
+        window::MainWindow second(*f.session, *f.viewModel, *f.ui, *f.playerSettings);
         EXPECT_EQ(second.size(), QSize(700, 640));
         second.show();
         second.resize(640, 560);

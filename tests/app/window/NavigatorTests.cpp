@@ -50,6 +50,7 @@ TEST(NavigatorGeometryTest, ClicksOnDrawnTicksChooseTheirFrames) {
 TEST(DiscNavigatorTest, ClicksSeekExactlyToTrackAndPregapBoundariesOfTheDemoDisc) {
     WindowFixture f;
     ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
     f.trigger("playPause"); // paused: seeks keep the pause and the position stays where it was put
     ASSERT_EQ(f.player().state(), AudioDiscPlayer::State::paused);
     f.window->resize(600, 512);

@@ -4,6 +4,7 @@
 
 #include <QAction>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <cstdlib>
 
@@ -43,16 +44,36 @@ WindowFixture::WindowFixture() {
     (void)application();
     ui = std::make_unique<UserUISettings>(*defaults);
     playerSettings = std::make_unique<PlayerSettings>(*defaults);
-    auto manual = std::make_unique<ManualAudioOutput>();
-    output = manual.get();
-    session = std::make_unique<window::WindowSession>(std::move(manual), defaults);
-    window = std::make_unique<window::MainWindow>(*session, *ui, *playerSettings, *defaults);
+    PlayerSession::Options options;
+    options.userDefaults = defaults;
+    options.makeOutput = [this](const std::optional<std::string>& deviceName) {
+        auto manual = std::make_unique<ManualAudioOutput>();
+        output = manual.get();
+        outputsMade.push_back(deviceName);
+        return manual;
+    };
+    session = std::make_unique<PlayerSession>(std::move(options));
+    viewModel = std::make_unique<PlaybackViewModel>(session->sharedPlayer(), session->mainThread());
+    window = std::make_unique<window::MainWindow>(*session, *viewModel, *ui, *playerSettings);
     window->setAlertsShown(false);
+    settle();
 }
 
 WindowFixture::~WindowFixture() {
     window.reset();
+    viewModel.reset();
     session->shutDown();
+}
+
+void WindowFixture::settle() const {
+    // The view model publishes at most once per interval: a change right after a publication
+    // waits for the next one. A bound, not a timing: a stuck publication fails the case.
+    QElapsedTimer waited;
+    waited.start();
+    QCoreApplication::processEvents();
+    while (viewModel->changesPending() && waited.elapsed() < 10'000)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+    EXPECT_FALSE(viewModel->changesPending()) << "the view model never published";
 }
 
 void WindowFixture::trigger(const char* name) const {
@@ -62,7 +83,7 @@ void WindowFixture::trigger(const char* name) const {
         return;
     }
     action->trigger();
-    QCoreApplication::processEvents();
+    settle();
 }
 
 } // namespace lorvan::test

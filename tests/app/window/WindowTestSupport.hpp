@@ -1,9 +1,10 @@
 #pragma once
 
+#include "app/session/PlayerSession.hpp"
 #include "app/window/MainWindow.hpp"
-#include "app/window/WindowSession.hpp"
 #include "core/UserDefaults.hpp"
 #include "playback/BuiltInOutputs.hpp"
+#include "presentation/PlaybackViewModel.hpp"
 #include "presentation/PlayerSettings.hpp"
 #include "presentation/UserUISettings.hpp"
 
@@ -11,6 +12,9 @@
 #include <QString>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace lorvan::test {
 
@@ -24,7 +28,8 @@ QString settingsFileText();
 /// The demo disc written by `lorvan-cli demo` into a folder shared by the cases of this run.
 [[nodiscard]] const std::filesystem::path& demoCueSheet();
 
-/// A main window over the real player on the manual output, with settings in memory.
+/// A main window over the real session's player on the manual output and its view model, with
+/// settings in memory.
 struct WindowFixture {
     WindowFixture();
     ~WindowFixture();
@@ -32,12 +37,17 @@ struct WindowFixture {
     std::shared_ptr<InMemoryUserDefaults> defaults = std::make_shared<InMemoryUserDefaults>();
     std::unique_ptr<UserUISettings> ui;
     std::unique_ptr<PlayerSettings> playerSettings;
+    /// The output the session made last, and the device name each output was made for.
     ManualAudioOutput* output = nullptr;
-    std::unique_ptr<window::WindowSession> session;
+    std::vector<std::optional<std::string>> outputsMade;
+    std::unique_ptr<PlayerSession> session;
+    std::unique_ptr<PlaybackViewModel> viewModel;
     std::unique_ptr<window::MainWindow> window;
 
     [[nodiscard]] AudioDiscPlayer& player() const { return session->player(); }
-    /// Triggers the action named `name` and lets the event loop run what it posted.
+    /// Runs the event loop until the view model has published everything the player reported.
+    void settle() const;
+    /// Triggers the action named `name`, then settles.
     void trigger(const char* name) const;
 };
 
