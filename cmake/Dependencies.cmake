@@ -26,7 +26,7 @@ pkg_check_modules(SOXR REQUIRED IMPORTED_TARGET soxr)
 
 if(LORVAN_APPS)
     find_package(CLI11 REQUIRED)
-    find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets Svg)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets Svg DBus)
 endif()
 
 if(LORVAN_TESTS)

@@ -1,0 +1,151 @@
+// One running instance: the application's own interface on a private session bus, reached by
+// gdbus and by a second launch's hand-over, which runs on a thread of its own here as it would
+// in a process of its own (its call blocks until the instance has answered).
+
+#include "BusTestSupport.hpp"
+#include "app/mpris/SingleInstance.hpp"
+#include "support/TestSupport.hpp"
+
+#include <QDBusConnectionInterface>
+#include <QDir>
+#include <future>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace lorvan {
+namespace {
+
+using mpris::DesktopAction;
+using testing::HasSubstr;
+
+class SingleInstanceTest : public testing::Test {
+protected:
+    void SetUp() override {
+        test::application();
+        handlers.open = [this](const std::vector<std::filesystem::path>& paths, const QString& token) {
+            opened.push_back(paths);
+            tokens.push_back(token);
+        };
+        handlers.activate = [this](const QString& token) { tokens.push_back(token); };
+        handlers.perform = [this](DesktopAction action) { performed.push_back(action); };
+    }
+
+    /// A second launch's hand-over, on its own connection and thread, while this thread's
+    /// event loop lets the instance answer.
+    bool handOver(const mpris::LaunchRequest& request) {
+        static int connections = 0;
+        const QString name = QStringLiteral("launch") + QString::number(++connections);
+        auto done = std::async(std::launch::async, [&] {
+            const bool taken =
+                mpris::handOver(request, QDBusConnection::connectToBus(QDBusConnection::SessionBus, name));
+            QDBusConnection::disconnectFromBus(name);
+            return taken;
+        });
+        while (done.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+            QCoreApplication::processEvents();
+        // The handlers run from the event loop after the answer.
+        QCoreApplication::processEvents();
+        return done.get();
+    }
+
+    mpris::ApplicationService::Handlers handlers;
+    std::vector<std::vector<std::filesystem::path>> opened;
+    std::vector<QString> tokens;
+    std::vector<DesktopAction> performed;
+};
+
+TEST_F(SingleInstanceTest, DesktopActionsAreKnownByTheirNamesInEitherCase) {
+    for (const auto& [name, action] :
+         std::vector<std::pair<std::string, DesktopAction>>{{"play", DesktopAction::play},
+                                                            {"Pause", DesktopAction::pause},
+                                                            {"next", DesktopAction::next},
+                                                            {"Previous", DesktopAction::previous}}) {
+        EXPECT_EQ(mpris::desktopAction(name), action) << name;
+        EXPECT_EQ(mpris::desktopAction(mpris::actionName(action)), action);
+    }
+    EXPECT_EQ(mpris::desktopAction("stop"), std::nullopt);
+    EXPECT_EQ(mpris::desktopAction(""), std::nullopt);
+    EXPECT_EQ(mpris::applicationObjectPath(), QStringLiteral("/app/lorvan/Lorvan"));
+}
+
+TEST_F(SingleInstanceTest, WithoutARunningInstanceTheLaunchRunsOnItsOwn) {
+    EXPECT_FALSE(handOver({{"disc.cue"}, std::nullopt, {}}));
+    mpris::ApplicationService first(handlers);
+    ASSERT_TRUE(first.registered());
+    EXPECT_TRUE(
+        QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("app.lorvan.Lorvan")));
+    // A second instance started anyway (--new-instance) does not take the name.
+    mpris::ApplicationService second(handlers,
+                                     QDBusConnection::connectToBus(QDBusConnection::SessionBus, "other"));
+    EXPECT_FALSE(second.registered());
+    QDBusConnection::disconnectFromBus(QStringLiteral("other"));
+}
+
+TEST_F(SingleInstanceTest, ALaunchHandsItsPathsActionAndTokenToTheRunningInstance) {
+    mpris::ApplicationService instance(handlers);
+    ASSERT_TRUE(instance.registered());
+
+    // Relative paths are the launch's: the instance has another working directory.
+    test::TemporaryDirectory directory;
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(QString::fromStdString(directory.path().string())));
+    const bool taken = handOver({{"Ça va/disc 1.cue", "/music/b/../c"}, DesktopAction::play, "token-1"});
+    QDir::setCurrent(before);
+    ASSERT_TRUE(taken);
+    ASSERT_EQ(opened.size(), 1u);
+    EXPECT_EQ(opened[0],
+              (std::vector<std::filesystem::path>{directory.path() / "Ça va/disc 1.cue", "/music/c"}));
+    EXPECT_EQ(performed, std::vector<DesktopAction>{DesktopAction::play}) << "after the disc is open";
+    EXPECT_EQ(tokens, std::vector<QString>{QStringLiteral("token-1")});
+
+    // No path and no action: bring the window forward. An action alone leaves the window be.
+    EXPECT_TRUE(handOver({{}, std::nullopt, "token-2"}));
+    EXPECT_TRUE(handOver({{}, DesktopAction::next, "token-3"}));
+    EXPECT_EQ(tokens, (std::vector<QString>{QStringLiteral("token-1"), QStringLiteral("token-2")}));
+    EXPECT_EQ(performed, (std::vector<DesktopAction>{DesktopAction::play, DesktopAction::next}));
+    EXPECT_EQ(opened.size(), 1u);
+}
+
+TEST_F(SingleInstanceTest, TheInterfaceAnswersOtherClientsAndRefusesWhatItCannotDo) {
+    mpris::ApplicationService instance(handlers);
+    ASSERT_TRUE(instance.registered());
+    const auto call = [](const QString& method, const QStringList& arguments) {
+        return test::runClient(QStringLiteral("gdbus"),
+                               QStringList{QStringLiteral("call"), QStringLiteral("--session"),
+                                           QStringLiteral("--dest"), QStringLiteral("app.lorvan.Lorvan"),
+                                           QStringLiteral("--object-path"),
+                                           QStringLiteral("/app/lorvan/Lorvan"), QStringLiteral("--method"),
+                                           QStringLiteral("org.freedesktop.Application.") + method} +
+                                   arguments);
+    };
+    // As a launcher would send it, with the X11 startup id only.
+    const test::ClientRun open =
+        call(QStringLiteral("Open"), {QStringLiteral("['file:///music/A%20B/disc.cue']"),
+                                      QStringLiteral("{'desktop-startup-id': <'x11-id'>}")});
+    EXPECT_EQ(open.status, 0) << open.err.toStdString();
+    QCoreApplication::processEvents();
+    ASSERT_EQ(opened.size(), 1u);
+    EXPECT_EQ(opened[0], std::vector<std::filesystem::path>{"/music/A B/disc.cue"});
+    EXPECT_EQ(tokens, std::vector<QString>{QStringLiteral("x11-id")});
+
+    const test::ClientRun web =
+        call(QStringLiteral("Open"),
+             {QStringLiteral("['https://example.org/disc.cue']"), QStringLiteral("@a{sv} {}")});
+    EXPECT_NE(web.status, 0);
+    EXPECT_THAT(web.err.toStdString(), HasSubstr("Only file URIs can be opened"));
+    const test::ClientRun unknown =
+        call(QStringLiteral("ActivateAction"),
+             {QStringLiteral("eject"), QStringLiteral("@av []"), QStringLiteral("@a{sv} {}")});
+    EXPECT_NE(unknown.status, 0);
+    EXPECT_THAT(unknown.err.toStdString(), HasSubstr("No such action: eject"));
+    const test::ClientRun pause =
+        call(QStringLiteral("ActivateAction"),
+             {QStringLiteral("Pause"), QStringLiteral("@av []"), QStringLiteral("@a{sv} {}")});
+    EXPECT_EQ(pause.status, 0) << pause.err.toStdString();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(opened.size(), 1u);
+    EXPECT_EQ(performed, std::vector<DesktopAction>{DesktopAction::pause});
+}
+
+} // namespace
+} // namespace lorvan
