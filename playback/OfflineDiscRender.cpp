@@ -7,8 +7,10 @@
 #include "playback/ThreadSerialQueue.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <condition_variable>
 #include <deque>
+#include <limits>
 #include <map>
 #include <mutex>
 
@@ -116,6 +118,10 @@ private:
 
 /// What the completion thread tells the render loop.
 struct Progress {
+    /// How many frames the render is long: until the rate is known, no limit.
+    std::atomic<std::uint64_t> length{std::numeric_limits<std::uint64_t>::max()};
+    /// Frames handed to the sink; the output's thread counts, the caller reads once it is done.
+    std::uint64_t delivered = 0;
     std::atomic<std::uint64_t> completions{0};
     std::atomic<bool> lastFrameConsumed{false};
     std::atomic<bool> sinkFailed{false};
@@ -132,6 +138,11 @@ DiscRenderResult renderDisc(AudioDisc disc, ResamplerFactory resamplers, const O
 
     auto output = std::make_unique<OfflineAudioOutput>(
         [&sink, progress, mainThread](const float* const* planes, int channels, std::uint32_t frames) {
+            // The resampler's ring-out can run past the end; what is past the length is not heard.
+            const std::uint64_t room = progress->length.load(std::memory_order_acquire) - progress->delivered;
+            frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, room));
+            if (frames == 0) return;
+            progress->delivered += frames;
             try {
                 sink(planes, channels, frames);
             } catch (...) {
@@ -201,6 +212,20 @@ DiscRenderResult renderDisc(AudioDisc disc, ResamplerFactory resamplers, const O
         player->setVolume(*options.volume);
     }
     if (options.rate != 1.0F) player->setPlaybackRate(options.rate);
+    // What is heard lasts the disc from where play starts to its end, at the player's own (clamped)
+    // rate: that length divided by the rate, to the nearest frame.
+    std::int64_t start = 0;
+    if (options.startFrame && *options.startFrame >= 0 && *options.startFrame < total)
+        start = *options.startFrame;
+    else if (!options.startFrame)
+        for (const auto& cue : player->disc()->cues)
+            if (cue.trackIndex == 0 && cue.chapter == 1) start = cue.keyFrame;
+    const double rate = player->playbackRate();
+    const bool resampled = rate != 1.0;
+    if (resampled)
+        progress->length.store(static_cast<std::uint64_t>(std::llround(
+                                   static_cast<double>(std::max<std::int64_t>(total - start, 0)) / rate)),
+                               std::memory_order_release);
     if (options.startFrame)
         player->seekToFrame(*options.startFrame, true);
     else
@@ -237,8 +262,21 @@ DiscRenderResult renderDisc(AudioDisc disc, ResamplerFactory resamplers, const O
     }
 
     offline.waitUntilFinished();
+    // The resampler keeps back a frame or so of its filter's delay at the very end; the length
+    // is made whole with silence once the disc's last frame has gone in.
+    if (resampled && progress->lastFrameConsumed.load() && !progress->sinkFailed.load()) {
+        std::vector<float> silence(options.blockFrames, 0.0F);
+        std::vector<const float*> planes(static_cast<std::size_t>(format.channelsPerFrame), silence.data());
+        const std::uint64_t length = progress->length.load();
+        while (progress->delivered < length) {
+            const auto frames = static_cast<std::uint32_t>(
+                std::min<std::uint64_t>(length - progress->delivered, options.blockFrames));
+            sink(planes.data(), format.channelsPerFrame, frames);
+            progress->delivered += frames;
+        }
+    }
     DiscRenderResult result;
-    result.frames = offline.framesDelivered();
+    result.frames = progress->delivered;
     result.sampleRate = format.sampleRate;
     result.channels = format.channelsPerFrame;
     for (auto& work : deferred)

@@ -24,10 +24,25 @@ nlohmann::json errorJson(const LocalizedError& error) {
               {"failureReason", orNull(error.failureReason())}}}};
 }
 
-std::string refusalLine(const LocalizedError& error) {
-    std::string line = error.errorDescription().value_or(error.what());
-    if (auto reason = error.failureReason(); reason && !reason->empty()) line += ": " + *reason;
+std::string oneLine(std::string_view text) {
+    std::string line;
+    bool space = false;
+    for (const char c : text) {
+        if (c == '\n' || c == '\r' || c == '\t' || c == ' ') {
+            space = !line.empty();
+            continue;
+        }
+        if (space) line += ' ';
+        space = false;
+        line += c;
+    }
     return line;
+}
+
+std::string refusalLine(const LocalizedError& error) {
+    std::string text = error.errorDescription().value_or(error.what());
+    if (auto reason = error.failureReason(); reason && !reason->empty()) text += ": " + *reason;
+    return oneLine(text);
 }
 
 int reportRefusal(const LocalizedError& error, bool json) {

@@ -15,6 +15,11 @@ namespace lorvan::cli {
 /// null for what the error does not have.
 [[nodiscard]] nlohmann::json errorJson(const LocalizedError& error);
 
+/// `text` on one line: scripts read a refusal's last line as its reason, so a text laid out over
+/// several lines (a file name set apart below its sentence) becomes one, each run of blank space
+/// one space.
+[[nodiscard]] std::string oneLine(std::string_view text);
+
 /// The refusal's last line of plain output: description, then the failure reason if any.
 [[nodiscard]] std::string refusalLine(const LocalizedError& error);
 

@@ -36,27 +36,37 @@ struct PlayArguments {
 // number.
 int signalPipe[2] = {-1, -1};
 
-extern "C" void onTerminatingSignal(int signal) {
+extern "C" void onRoutedSignal(int signal) {
     const int saved = errno;
     const char byte = static_cast<char>(signal);
     [[maybe_unused]] const auto written = write(signalPipe[1], &byte, 1);
     errno = saved;
 }
 
+/// The signals that end a run (with 128 + the signal's number, after the terminal is put back).
+constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+/// What the status screen follows: Ctrl-Z, the continue after it (or after `bg` and `fg`), and a
+/// resized window.
+constexpr int screenSignals[] = {SIGTSTP, SIGCONT, SIGWINCH};
+
 /// Installs the handlers for the lifetime of the object and puts the defaults back after.
 class SignalRoute {
 public:
-    SignalRoute() {
+    explicit SignalRoute(bool screen)
+        : screen_(screen) {
         if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0) return;
-        struct sigaction action {};
-        action.sa_handler = onTerminatingSignal;
-        sigemptyset(&action.sa_mask);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-            sigaction(signal, &action, nullptr);
+        for (const int signal : endingSignals)
+            route(signal);
+        if (screen_)
+            for (const int signal : screenSignals)
+                route(signal);
     }
     ~SignalRoute() {
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGTSTP})
+        for (const int signal : endingSignals)
             std::signal(signal, SIG_DFL);
+        if (screen_)
+            for (const int signal : screenSignals)
+                std::signal(signal, SIG_DFL);
         for (int& fd : signalPipe)
             if (fd >= 0) {
                 close(fd);
@@ -67,20 +77,31 @@ public:
     SignalRoute& operator=(const SignalRoute&) = delete;
     [[nodiscard]] int readEnd() const { return signalPipe[0]; }
 
-    /// Ctrl-Z on the status screen: the loop gives the terminal back before the process stops.
-    static void routeSuspend() {
-        struct sigaction action {};
-        action.sa_handler = onTerminatingSignal;
-        sigemptyset(&action.sa_mask);
-        sigaction(SIGTSTP, &action, nullptr);
-    }
     /// Stops the process as Ctrl-Z would have, and returns once it is continued.
     static void suspend() {
         std::signal(SIGTSTP, SIG_DFL);
         raise(SIGTSTP);
-        routeSuspend();
+        route(SIGTSTP);
     }
+
+private:
+    static void route(int signal) {
+        struct sigaction action {};
+        action.sa_handler = onRoutedSignal;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESTART;
+        sigaction(signal, &action, nullptr);
+    }
+    bool screen_;
 };
+
+/// Whether this process is the terminal's foreground job: only then may it change the
+/// terminal's modes, read keys or draw. A background job (`play &`, or under `timeout`) that
+/// did would be stopped by the terminal, or fight the shell for it.
+bool inForeground() {
+    const pid_t group = tcgetpgrp(STDIN_FILENO);
+    return group != -1 && group == getpgrp();
+}
 
 /// On a terminal the log goes to a temporary file instead of the screen; the display shows
 /// its last lines.
@@ -128,15 +149,22 @@ private:
     std::deque<std::string> lines_;
 };
 
+AudioDiscPlayer::RepeatMode repeatMode(const std::string& name) {
+    return name == "track"  ? AudioDiscPlayer::RepeatMode::track
+           : name == "disc" ? AudioDiscPlayer::RepeatMode::disc
+                            : AudioDiscPlayer::RepeatMode::none;
+}
+
 int usage(const std::string& message) {
     std::fprintf(stderr, "lorvan-cli play: %s\n", message.c_str());
     return exitUsage;
 }
 
-int terminalWidth() {
+/// Columns and rows of the terminal.
+std::pair<int, int> terminalSize() {
     winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
-    return 80;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return {80, 24};
+    return {size.ws_col > 0 ? size.ws_col : 80, size.ws_row > 0 ? size.ws_row : 24};
 }
 
 int runPlay(const PlayArguments& arguments) {
@@ -144,7 +172,9 @@ int runPlay(const PlayArguments& arguments) {
          {std::pair{"--rate", arguments.rate}, std::pair{"--volume", arguments.volume}})
         if (value)
             if (auto message = checkFinite(name, *value)) return usage(*message);
-    const bool interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+    // The status screen needs the terminal to itself: a run started in the background plays as
+    // a script's would, with its log and to the end of the disc.
+    const bool interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && inForeground();
     // A play runs for an hour: a log piped to a file or another program should arrive as it
     // is written, not in blocks, so standard output goes line by line from here on.
     if (!interactive) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
@@ -153,7 +183,7 @@ int runPlay(const PlayArguments& arguments) {
     static char name[] = "lorvan-cli";
     static char* argv[] = {name, nullptr};
     QCoreApplication application(argc, argv);
-    SignalRoute signalRoute;
+    SignalRoute signalRoute(interactive);
     int status = exitSuccess;
 
     std::optional<AudioDisc> disc;
@@ -178,30 +208,51 @@ int runPlay(const PlayArguments& arguments) {
 
     std::optional<LogTail> logTail;
     std::optional<RawTerminal> terminal;
+    std::optional<KeyInterpreter> keys;
+    std::unique_ptr<QSocketNotifier> keyNotifier;
+    QTimer escapeTimer;
+    escapeTimer.setSingleShot(true);
+
+    // The terminal is ours while we are its foreground job: raw keys, no cursor, the screen.
+    const auto takeTerminal = [&] {
+        if (terminal || !inForeground()) return false;
+        terminal.emplace(STDIN_FILENO);
+        if (keyNotifier) keyNotifier->setEnabled(true);
+        std::printf("\x1b[2J\x1b[?25l");
+        std::fflush(stdout);
+        return true;
+    };
+    const auto giveTerminalBack = [&] {
+        if (!terminal) return;
+        if (keyNotifier) keyNotifier->setEnabled(false);
+        std::printf("\x1b[?25h\n");
+        std::fflush(stdout);
+        terminal.reset();
+    };
     const auto shutDown = [&] {
         if (!player) return;
         viewModel.reset();
         player.reset();
         session.shutDown();
-        if (interactive) std::printf("\x1b[?25h\n");
-        terminal.reset();
+        giveTerminalBack();
         logTail.reset();
     };
 
     try {
-        if (interactive) {
-            logTail.emplace();
-            terminal.emplace(STDIN_FILENO);
-        }
+        if (interactive) logTail.emplace();
         player->load(std::move(*disc), false);
-        if (!arguments.repeat.empty()) {
-            const auto mode = arguments.repeat == "track"  ? AudioDiscPlayer::RepeatMode::track
-                              : arguments.repeat == "disc" ? AudioDiscPlayer::RepeatMode::disc
-                                                           : AudioDiscPlayer::RepeatMode::none;
-            // As the preferences would: the next disc and the next run start with it too.
-            session.userDefaults().setString(AudioDiscPlayer::repeatModeDefaultsKey,
-                                             std::string(AudioDiscPlayer::rawValue(mode)));
-            player->setRepeatMode(mode);
+        if (interactive) {
+            if (!arguments.repeat.empty()) {
+                // As the preferences would: the next disc and the next run start with it too.
+                session.userDefaults().setString(
+                    AudioDiscPlayer::repeatModeDefaultsKey,
+                    std::string(AudioDiscPlayer::rawValue(repeatMode(arguments.repeat))));
+                player->setRepeatMode(repeatMode(arguments.repeat));
+            }
+        } else {
+            // A script gets what it asked for, whatever an earlier run chose, and leaves the
+            // choice of the next run alone.
+            player->setRepeatMode(repeatMode(arguments.repeat));
         }
         if (arguments.shuffle) player->toggleShuffle();
         if (arguments.rate) player->setPlaybackRate(*arguments.rate);
@@ -230,9 +281,10 @@ int runPlay(const PlayArguments& arguments) {
 
     Published<std::uint64_t>::Subscription redrawSubscription;
     const auto redraw = [&] {
-        if (!player || !viewModel || !logTail) return;
+        if (!player || !viewModel || !logTail || !terminal) return;
         logTail->update();
-        const std::string screen = statusScreen(*viewModel, logTail->lines(), terminalWidth());
+        const auto [columns, rows] = terminalSize();
+        const std::string screen = statusScreen(*viewModel, logTail->lines(), columns, rows);
         std::printf("\x1b[H%s\x1b[J", screen.c_str());
         std::fflush(stdout);
     };
@@ -240,27 +292,40 @@ int runPlay(const PlayArguments& arguments) {
     QSocketNotifier signalNotifier(signalRoute.readEnd(), QSocketNotifier::Read);
     QObject::connect(&signalNotifier, &QSocketNotifier::activated, [&] {
         char bytes[16];
-        bool quit = false, suspend = false;
+        int ending = 0;
+        bool suspend = false, resumed = false, resized = false;
         for (ssize_t count; (count = read(signalRoute.readEnd(), bytes, sizeof bytes)) > 0;)
-            for (ssize_t i = 0; i < count; ++i)
-                (bytes[i] == SIGTSTP ? suspend : quit) = true;
-        if (quit) {
-            QCoreApplication::exit(exitSuccess);
-        } else if (suspend && terminal) {
+            for (ssize_t i = 0; i < count; ++i) {
+                const int signal = bytes[i];
+                if (signal == SIGTSTP)
+                    suspend = true;
+                else if (signal == SIGCONT)
+                    resumed = true;
+                else if (signal == SIGWINCH)
+                    resized = true;
+                else if (ending == 0)
+                    ending = signal;
+            }
+        if (ending != 0) {
+            status = 128 + ending;
+            QCoreApplication::exit(status);
+            return;
+        }
+        if (suspend) {
             // The shell gets a sane terminal while we are stopped; the screen comes back after.
-            std::printf("\x1b[?25h\n");
-            std::fflush(stdout);
-            terminal.reset();
+            giveTerminalBack();
             SignalRoute::suspend();
-            terminal.emplace(STDIN_FILENO);
-            std::printf("\x1b[2J\x1b[?25l");
-            std::fflush(stdout);
+            resumed = true;
+        }
+        // Continued in the foreground (`fg`) the screen is drawn again; in the background
+        // (`bg`) it waits for the next `fg`.
+        if (resumed && !terminal && takeTerminal()) redraw();
+        if (resized && terminal) {
+            std::printf("\x1b[2J");
             redraw();
         }
     });
 
-    std::optional<KeyInterpreter> keys;
-    std::unique_ptr<QSocketNotifier> keyNotifier;
     if (interactive) {
         keys.emplace(*player);
         keyNotifier = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
@@ -271,12 +336,19 @@ int runPlay(const PlayArguments& arguments) {
                 keyNotifier->setEnabled(false); // end of input: only the signals and q remain
                 return;
             }
-            const KeyAction action = keys->feed(std::string_view(bytes, static_cast<std::size_t>(count)));
+            const KeyAction action = keys->feed(std::string_view(bytes, static_cast<std::size_t>(count)),
+                                                KeyInterpreter::Clock::now());
             if (action != KeyAction::none) QCoreApplication::exit(exitSuccess);
+            if (keys->waiting()) escapeTimer.start(KeyInterpreter::escapeTimeout);
             redraw(); // what the key logged, even when it changed nothing else
         });
-        SignalRoute::routeSuspend();
-        std::printf("\x1b[2J\x1b[?25l");
+        QObject::connect(&escapeTimer, &QTimer::timeout, [&] {
+            if (keys->expire(KeyInterpreter::Clock::now()) != KeyAction::none)
+                QCoreApplication::exit(exitSuccess);
+            if (keys->waiting()) escapeTimer.start(KeyInterpreter::escapeTimeout);
+            redraw();
+        });
+        takeTerminal();
         // The view model publishes at most 30 times a second and not at all while nothing
         // changes, so the screen is drawn as often as it changes.
         redrawSubscription = viewModel->updated.subscribe([&](std::uint64_t) { redraw(); });
@@ -295,6 +367,7 @@ int runPlay(const PlayArguments& arguments) {
         const int loopStatus = QCoreApplication::exec();
         if (status == exitSuccess) status = loopStatus;
     }
+    escapeTimer.stop();
     redrawSubscription.cancel();
     stateSubscription.cancel();
     shutDown();
@@ -309,13 +382,19 @@ void addPlayCommand(CLI::App& app, int& status) {
     command->add_option("PATH", arguments->path, "A cue sheet file or a folder of audio files")->required();
     command->add_option("--output", arguments->output, "device (the default sound device) or null (a clock)")
         ->check(CLI::IsMember({"device", "null"}));
-    command->add_option("--repeat", arguments->repeat, "none, track or disc; kept for the next runs")
+    command
+        ->add_option(
+            "--repeat", arguments->repeat,
+            "none, track or disc; on a terminal kept for the next runs, without one for this run only")
         ->check(CLI::IsMember({"none", "track", "disc"}));
     auto* shuffle = command->add_flag("--shuffle", arguments->shuffle, "Play the tracks in a random order");
     command->add_option("--seed", arguments->seed, "Seed of the shuffle, for a repeatable order")
-        ->needs(shuffle);
-    command->add_option("--rate", arguments->rate, "Playback rate, 0.25 to 4.0 (pitch follows)");
-    command->add_option("--volume", arguments->volume, "Volume 0 to 1, through the amplifier");
+        ->needs(shuffle)
+        ->check(unsigned64());
+    command->add_option("--rate", arguments->rate, "Playback rate, 0.25 to 4.0 (pitch follows)")
+        ->check(nonEmptyNumber());
+    command->add_option("--volume", arguments->volume, "Volume 0 to 1, through the amplifier")
+        ->check(nonEmptyNumber());
     command->add_option("--track", arguments->track, "Start at this track (1 is the first)");
     command->callback([arguments, &status] { status = runPlay(*arguments); });
 }

@@ -109,7 +109,7 @@ int runRender(const RenderArguments& arguments) {
         return reportRefusal(error, false);
     } catch (const std::exception& error) {
         ConsoleLog::write("");
-        std::printf("Couldn't render the disc: %s\n", error.what());
+        std::printf("Couldn't render the disc: %s\n", oneLine(error.what()).c_str());
         std::fflush(stdout);
         return exitRefused;
     }

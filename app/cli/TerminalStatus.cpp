@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <unistd.h>
+#include <vector>
 
 namespace lorvan::cli {
 
@@ -25,27 +26,46 @@ RawTerminal::~RawTerminal() {
     if (saved_) tcsetattr(fd_, TCSANOW, &*saved_);
 }
 
-KeyAction KeyInterpreter::feed(std::string_view bytes) {
+KeyAction KeyInterpreter::feed(std::string_view bytes, Clock::time_point now) {
+    // What waited too long was a lone Esc, whatever arrives now.
+    KeyAction result = expire(now);
+    if (result != KeyAction::none) return result;
+    if (pending_.empty()) pendingSince_ = now;
     pending_.append(bytes);
+    result = split(false);
+    if (!pending_.empty()) pendingSince_ = now;
+    return result;
+}
+
+KeyAction KeyInterpreter::expire(Clock::time_point now) {
+    if (pending_.empty() || now - pendingSince_ < escapeTimeout) return KeyAction::none;
+    return split(true);
+}
+
+KeyAction KeyInterpreter::split(bool complete) {
     KeyAction result = KeyAction::none;
     while (!pending_.empty() && result == KeyAction::none) {
         std::size_t length = 1;
         if (pending_[0] == '\x1b') {
-            // An escape sequence: ESC [ then parameters up to a final letter; wait for the rest.
-            if (pending_.size() < 2) break;
-            if (pending_[1] == '[' || pending_[1] == 'O') {
+            // An escape sequence: ESC [ then parameters up to a final letter; wait for the rest,
+            // unless its time is over: then the escape is a key alone.
+            if (pending_.size() < 2 && !complete) break;
+            if (pending_.size() >= 2 && (pending_[1] == '[' || pending_[1] == 'O')) {
                 std::size_t end = 2;
                 while (end < pending_.size() && !std::isalpha(static_cast<unsigned char>(pending_[end])) &&
                        pending_[end] != '~')
                     ++end;
-                if (end == pending_.size()) break;
-                length = end + 1;
+                if (end < pending_.size())
+                    length = end + 1;
+                else if (!complete)
+                    break;
             }
         }
         const std::string key = pending_.substr(0, length);
         pending_.erase(0, length);
         result = apply(key);
     }
+    if (result != KeyAction::none) pending_.clear();
     return result;
 }
 
@@ -138,36 +158,56 @@ std::string stateName(AudioDiscPlayer::State state) {
     return "■ Stopped";
 }
 
-/// At most `bytes` bytes of `text`, never cutting a UTF-8 sequence.
-std::string clipped(const std::string& text, std::size_t bytes) {
-    if (text.size() <= bytes) return text;
-    while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0U) == 0x80U)
-        --bytes;
-    return text.substr(0, bytes);
+/// The first `columns` characters of `text` (one column each), never cutting a UTF-8 sequence;
+/// line breaks and tabs become spaces.
+std::string clipped(const std::string& text, int columns) {
+    std::string result;
+    int used = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if ((c & 0xC0U) != 0x80U && used++ == columns) break;
+        result += c == '\n' || c == '\t' ? ' ' : static_cast<char>(c);
+    }
+    return result;
 }
 
 } // namespace
 
 std::string statusScreen(const PlaybackViewModel& viewModel, const std::deque<std::string>& logTail,
-                         int width) {
-    const int barWidth = std::clamp(width - 2, 20, 100);
-    std::string screen;
+                         int width, int height) {
+    width = std::max(width, 1);
+    std::vector<std::string> lines;
     // Titles and log lines come from the user's files: their control characters are shown, not
     // sent to the terminal.
-    const auto line = [&screen](const std::string& text) {
-        screen += escapedControlCharacters(text) + "\x1b[K\r\n";
+    const auto line = [&lines, width](const std::string& text) {
+        lines.push_back(clipped(escapedControlCharacters(text), width));
+    };
+    const auto screen = [&lines, height] {
+        std::string text;
+        const std::size_t count = std::min(lines.size(), static_cast<std::size_t>(std::max(height, 1)));
+        for (std::size_t i = 0; i < count; ++i)
+            text += lines[i] + (i + 1 < count ? "\x1b[K\r\n" : "\x1b[K");
+        return text;
     };
     const DiscSummary& disc = viewModel.disc.value();
     if (!disc.disc) {
         line("■ No disc");
-        return screen;
+        return screen();
     }
     const DisplayState display = displayState(viewModel);
-    line(stateName(viewModel.state.value()) + "   " + display.statusLeft + "  " + display.statusRight +
-         "   " + display.time + "  " + display.timeLabel);
+    const std::string state = stateName(viewModel.state.value());
+    std::string status = state + "   " + display.statusLeft + "  " + display.statusRight + "   " +
+                         display.time + "  " + display.timeLabel;
+    if (clipped(status, width).size() < status.size()) {
+        // Narrow: the state's sign, the time and the track before anything else.
+        status = state.substr(0, state.find(' ')) + " " + display.time + "  " + display.statusLeft + "  " +
+                 display.statusRight + "  " + display.timeLabel;
+    }
+    line(status);
     line(display.title + (display.subtitle.empty() ? "" : " — " + display.subtitle));
 
     // The disc as a bar: '|' where a track starts, ':' at its other cues, '●' for the position.
+    const int barWidth = std::clamp(width - 2, 10, 100);
     std::string cells(static_cast<std::size_t>(barWidth), ' ');
     const auto cellOf = [&](double fraction) {
         return static_cast<std::size_t>(std::clamp(fraction, 0.0, 1.0) * (barWidth - 1));
@@ -202,8 +242,8 @@ std::string statusScreen(const PlaybackViewModel& viewModel, const std::deque<st
     line(">/< speed  0 reset  b New Beat  v rate controls  r repeat  z shuffle  t time  q quit");
     line("");
     for (const auto& logLine : logTail)
-        line(clipped(logLine, static_cast<std::size_t>(std::max(width, 20))));
-    return screen;
+        line(logLine);
+    return screen();
 }
 
 } // namespace lorvan::cli

@@ -3,6 +3,7 @@
 #include "playback/AudioDiscPlayer.hpp"
 #include "presentation/PlaybackViewModel.hpp"
 
+#include <chrono>
 #include <deque>
 #include <optional>
 #include <string>
@@ -30,22 +31,39 @@ private:
 enum class KeyAction { none, quit, ejectAndQuit };
 
 /// Splits what the terminal sends into keys ("\x1b[C" is one key) and applies them. Main thread.
+///
+/// A terminal sends an escape sequence in one go; an escape that waits longer than
+/// `escapeTimeout` for the rest was the Esc key alone, and what comes after it is read as keys
+/// of their own.
 class KeyInterpreter {
 public:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::milliseconds escapeTimeout{200};
+
     explicit KeyInterpreter(AudioDiscPlayer& player)
         : player_(player) {}
-    /// Handles every complete key in `bytes` (and any held back from before).
-    KeyAction feed(std::string_view bytes);
+    /// Handles every complete key in `bytes`, which arrived at `now` (and any held back from before).
+    KeyAction feed(std::string_view bytes, Clock::time_point now);
+    /// Gives up waiting for the rest of an escape sequence once its time is over at `now`.
+    KeyAction expire(Clock::time_point now);
+    /// Whether the start of an escape sequence is held back, waiting for its rest.
+    [[nodiscard]] bool waiting() const { return !pending_.empty(); }
 
 private:
+    KeyAction split(bool complete);
     KeyAction apply(const std::string& key);
     AudioDiscPlayer& player_;
     std::string pending_;
+    Clock::time_point pendingSince_;
 };
 
 /// The status screen: lines to redraw in place, from the view model (the display's status line,
 /// time and titles, then the disc, the meters and the settings) and the last log lines. Main thread.
+///
+/// Each line is cut to `width` columns and at most `height` lines are drawn, without a line
+/// break after the last, so that nothing wraps or scrolls the first lines away; the state, time
+/// and track come first on the first line when the whole of it does not fit.
 [[nodiscard]] std::string statusScreen(const PlaybackViewModel& viewModel,
-                                       const std::deque<std::string>& logTail, int width);
+                                       const std::deque<std::string>& logTail, int width, int height = 1000);
 
 } // namespace lorvan::cli

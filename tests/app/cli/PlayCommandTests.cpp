@@ -48,22 +48,34 @@ TEST_F(PlayCommand, WithoutATerminalPrintsTheLogAndQuitsAtTheEndOfTheDisc) {
     EXPECT_THAT(settings(), Not(HasSubstr("selectedRepeatMode"))) << "nothing persisted without --repeat";
 }
 
-TEST_F(PlayCommand, RepeatIsPersistedAndATerminationSignalEndsTheRunCleanly) {
-    // Repeating the disc never ends by itself: SIGTERM after two seconds must eject and exit 0.
-    const auto run =
-        cli("play " + test::shellQuoted(disc()) + " --output null --repeat disc --shuffle --seed 7", 2);
-    EXPECT_EQ(run.status, 0) << run.out;
-    EXPECT_THAT(settings(), HasSubstr("selectedRepeatMode=Entire Disc"));
-    const auto again = cli("play " + test::shellQuoted(cueSheet()) + " --output null --repeat none --rate 4");
+TEST_F(PlayCommand, WithoutATerminalRepeatIsThisRunsOnlyAndASignalEndsTheRunWithItsNumber) {
+    // Repeating the disc never ends by itself: a signal must end it, as 128 + the signal.
+    for (const auto& [signal, status] :
+         {std::pair{"TERM", 143}, std::pair{"INT", 130}, std::pair{"HUP", 129}}) {
+        SCOPED_TRACE(signal);
+        const auto run = test::runProcess(
+            "timeout",
+            std::string("--preserve-status -s ") + signal + " 2 " + test::shellQuoted(LORVAN_CLI) + " play " +
+                test::shellQuoted(disc()) + " --output null --repeat disc --shuffle --seed 7",
+            environment(), true);
+        EXPECT_EQ(run.status, status) << run.out;
+    }
+    EXPECT_THAT(settings(), Not(HasSubstr("selectedRepeatMode"))) << "a script's --repeat is not kept";
+
+    // A repeat mode kept by an earlier run on a terminal, or by the window, does not make a
+    // scripted run loop: it ends with the disc.
+    directory.write("config/Lorvan/Lorvan.conf", "[General]\nselectedRepeatMode=Entire Disc\n");
+    const auto again = cli("play " + test::shellQuoted(cueSheet()) + " --output null --rate 4");
     EXPECT_EQ(again.status, 0) << again.out;
-    EXPECT_THAT(settings(), HasSubstr("selectedRepeatMode=None"));
+    EXPECT_THAT(settings(), HasSubstr("selectedRepeatMode=Entire Disc")) << "and leaves it as it was";
 }
 
 TEST_F(PlayCommand, APipedLogArrivesLineByLineWhileItPlays) {
     // Killed outright after two seconds, the process flushes nothing more: what the pipe holds
     // is what had arrived by then, which must reach the read-ahead filling up.
-    const auto run = test::runProcess("timeout", "-s KILL 2 " + test::shellQuoted(LORVAN_CLI) + " play " +
-                                                     test::shellQuoted(cueSheet()) + " --output null",
+    const auto run = test::runProcess("timeout",
+                                      "-s KILL 2 " + test::shellQuoted(LORVAN_CLI) + " play " +
+                                          test::shellQuoted(cueSheet()) + " --output null",
                                       environment());
     EXPECT_THAT(run.out, HasSubstr("Buffering Level ······················· : 100 %"));
 }
@@ -74,6 +86,17 @@ TEST_F(PlayCommand, RefusesBadOptionsAndInputsWithTheSharedExitStatuses) {
     EXPECT_EQ(cli("play " + sheet + " --repeat always").status, 2);
     EXPECT_EQ(cli("play " + sheet + " --seed 4").status, 2) << "--seed needs --shuffle";
     EXPECT_EQ(cli("play " + sheet + " --rate nan").status, 2);
+    // Empty values would read as no option at all; a seed below 0 or past 64 bits would wrap
+    // or be cut to another seed.
+    EXPECT_EQ(cli("play " + sheet + " --rate ''").status, 2);
+    EXPECT_EQ(cli("play " + sheet + " --volume ''").status, 2);
+    EXPECT_EQ(cli("play " + sheet + " --shuffle --seed -1").status, 2);
+    EXPECT_EQ(cli("play " + sheet + " --shuffle --seed 18446744073709551616").status, 2);
+    // The largest seed is a seed: the run gets as far as the missing disc.
+    EXPECT_EQ(cli("play " + test::shellQuoted(directory.path() / "none.cue") +
+                  " --output null --shuffle --seed 18446744073709551615")
+                  .status,
+              1);
     const auto track = cli("play " + sheet + " --output null --track 9");
     EXPECT_EQ(track.status, 2);
     EXPECT_THAT(track.out, HasSubstr("--track 9: the disc has tracks 1 to 3"));
@@ -82,6 +105,35 @@ TEST_F(PlayCommand, RefusesBadOptionsAndInputsWithTheSharedExitStatuses) {
     EXPECT_THAT(missing.out, HasSubstr("Couldn't open"));
     const auto empty = cli("play " + test::shellQuoted(directory.path()) + " --output null");
     EXPECT_EQ(empty.status, 1) << empty.out;
+}
+
+/// The last line of `text`, without its line break.
+std::string lastLine(std::string text) {
+    while (!text.empty() && text.back() == '\n')
+        text.pop_back();
+    return text.substr(text.rfind('\n') + 1);
+}
+
+TEST_F(PlayCommand, ARefusalIsOneLastLineEvenWhenItsReasonIsLaidOutOverSeveral) {
+    // A WAVE file that holds no frame: its reason sets the file's name apart on a line of its own.
+    const auto folder = directory.path() / "silent";
+    const unsigned char header[44] = {'R', 'I', 'F',  'F',  36,  0,   0,    0,    'W', 'A', 'V',
+                                      'E', 'f', 'm',  't',  ' ', 16,  0,    0,    0,   1,   0,
+                                      2,   0,   0x44, 0xAC, 0,   0,   0x10, 0xB1, 2,   0,   4,
+                                      0,   16,  0,    'd',  'a', 't', 'a',  0,    0,   0,   0};
+    directory.write("silent/empty.wav", std::string(reinterpret_cast<const char*>(header), sizeof header));
+    directory.write("silent/empty.cue", "FILE \"empty.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
+    for (const std::string command : {"play", "info"}) {
+        SCOPED_TRACE(command);
+        const auto run = cli(command + " " + test::shellQuoted(folder / "empty.cue") +
+                             (command == "play" ? " --output null" : ""));
+        EXPECT_EQ(run.status, 1) << run.out;
+        const std::string last = lastLine(run.out);
+        EXPECT_THAT(last, HasSubstr("no duration")) << run.out;
+        EXPECT_THAT(last, HasSubstr(": empty.wav")) << "the file's name on the same line";
+        // The log's own error block stays, and the refusal is said once after it.
+        EXPECT_EQ(run.out.find(last), run.out.rfind(last));
+    }
 }
 
 TEST_F(PlayCommand, AFileCutShortWhilePlayingPrintsTheErrorPlaysOutAndExitsWithOne) {

@@ -10,6 +10,7 @@
 #include "playback/ManualExecutors.hpp"
 #include "support/TestSupport.hpp"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -51,8 +52,10 @@ protected:
             pump();
         }
     }
-    KeyAction press(std::string_view bytes) {
-        const KeyAction action = keys->feed(bytes);
+    /// The bytes arrive `after` the previous ones.
+    KeyAction press(std::string_view bytes, std::chrono::milliseconds after = std::chrono::milliseconds(5)) {
+        now += after;
+        const KeyAction action = keys->feed(bytes, now);
         pump();
         return action;
     }
@@ -64,6 +67,7 @@ protected:
     std::shared_ptr<AudioDiscPlayer> player;
     std::optional<PlaybackViewModel> viewModel;
     std::optional<KeyInterpreter> keys;
+    KeyInterpreter::Clock::time_point now{};
 };
 
 TEST_F(TerminalStatus, KeysDriveTheTransportAndEscapeSequencesMayArriveInPieces) {
@@ -108,6 +112,37 @@ TEST_F(TerminalStatus, KeysDriveTheTransportAndEscapeSequencesMayArriveInPieces)
     EXPECT_EQ(player->disc(), nullptr);
 }
 
+TEST_F(TerminalStatus, AnEscapeLeftWithoutItsRestIsALoneEscapeAfterItsTimeout) {
+    using std::chrono::milliseconds;
+    player->goToTrack(0, 1, true);
+    pump();
+    // Esc, then a second later '[' and 'n': those are keys of their own, not the rest of a
+    // sequence that swallows them.
+    press("\x1b");
+    press("[n", milliseconds(1000));
+    EXPECT_EQ(player->currentTrackIndex(), 1) << "n was read as a key";
+    EXPECT_FALSE(keys->waiting());
+
+    // Within the timeout the pieces still make one key...
+    const std::int64_t at = player->discFramePosition();
+    press("\x1b");
+    press("[", KeyInterpreter::escapeTimeout - milliseconds(1));
+    EXPECT_TRUE(keys->waiting());
+    press("C", KeyInterpreter::escapeTimeout - milliseconds(1));
+    EXPECT_EQ(player->discFramePosition(), at + 10 * 44100);
+
+    // ...and an escape left alone is given up by expire once its time is over, not before.
+    press("\x1b[");
+    EXPECT_EQ(keys->expire(now + KeyInterpreter::escapeTimeout - milliseconds(1)), KeyAction::none);
+    EXPECT_TRUE(keys->waiting());
+    EXPECT_EQ(keys->expire(now + KeyInterpreter::escapeTimeout), KeyAction::none);
+    EXPECT_FALSE(keys->waiting());
+    press("n");
+    EXPECT_EQ(player->currentTrackIndex(), 2);
+    press("\x1b");
+    EXPECT_EQ(press("q", milliseconds(500)), KeyAction::quit);
+}
+
 TEST_F(TerminalStatus, QuitStopsAtTheKeyAndIgnoresWhatFollows) {
     EXPECT_EQ(press("q n"), KeyAction::quit);
     EXPECT_EQ(player->state(), State::stopped) << "keys after q are not applied";
@@ -141,7 +176,53 @@ TEST_F(TerminalStatus, ScreenShowsWhatTheDisplayShowsThenTheDiscTheMetersAndTheS
     player->stopEject();
     player->stopEject();
     settle();
-    EXPECT_EQ(statusScreen(*viewModel, {"⦿ a log line"}, 80), "■ No disc\x1b[K\r\n");
+    EXPECT_EQ(statusScreen(*viewModel, {"⦿ a log line"}, 80), "■ No disc\x1b[K");
+}
+
+/// The screen's lines, and their widths in characters.
+std::vector<std::string> screenLines(const std::string& screen) {
+    std::vector<std::string> lines;
+    for (std::size_t from = 0;;) {
+        const std::size_t end = screen.find("\x1b[K", from);
+        if (end == std::string::npos) break;
+        lines.push_back(screen.substr(from, end - from));
+        from = end + 3;
+        if (screen.compare(from, 2, "\r\n") == 0) from += 2;
+    }
+    return lines;
+}
+
+int columns(const std::string& text) {
+    return static_cast<int>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
+TEST_F(TerminalStatus, ANarrowOrLowTerminalGetsCutLinesWithStateTimeAndTrackFirst) {
+    player->goToTrack(1, 0, true);
+    settle();
+    const std::deque<std::string> log{"⦿ the first log line, long enough to wrap a narrow pane",
+                                      "⦿ the second log line"};
+    for (const auto& [width, height] : {std::pair{20, 5}, std::pair{60, 8}, std::pair{17, 2}}) {
+        SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
+        const std::string screen = statusScreen(*viewModel, log, width, height);
+        const auto lines = screenLines(screen);
+        ASSERT_EQ(static_cast<int>(lines.size()), height) << "the first lines, no more than fit";
+        EXPECT_EQ(screen.substr(screen.size() - 3), "\x1b[K") << "no line break after the last: no scrolling";
+        for (const auto& text : lines)
+            EXPECT_LE(columns(text), width) << text;
+        // 60 columns hold the whole status line; fewer get the short one.
+        EXPECT_EQ(lines[0], width == 60
+                                ? "▶ Playing   TRACK 02  INDEX 00   -0:01  PREGAP"
+                                : std::string("▶ -0:01  TRACK 02  INDEX 00  PREGAP").substr(0, width + 2));
+    }
+    // Where everything fits, the status line is as it always was and the log is all there.
+    const auto wide = screenLines(statusScreen(*viewModel, log, 120, 40));
+    EXPECT_EQ(wide.front(), "▶ Playing   TRACK 02  INDEX 00   -0:01  PREGAP");
+    EXPECT_EQ(wide.back(), "⦿ the second log line");
+    EXPECT_EQ(columns(wide[2]), 102) << "the disc bar takes the width up to 100 cells";
+    // A cut never splits a character, and a line break in a title does not break the screen.
+    const auto cut = screenLines(statusScreen(*viewModel, {"ab\ncd·ef"}, 6, 40));
+    EXPECT_EQ(cut.back(), "ab cd·");
 }
 
 TEST_F(TerminalStatus, TenSecondKeysStayWithinTheDisc) {
