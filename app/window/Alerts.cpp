@@ -45,14 +45,14 @@ PlaybackMessages::~PlaybackMessages() {
 }
 
 void PlaybackMessages::showReadFailure(const QString& detail) {
-    show(QObject::tr("Lorvan could not read part of the disc."), detail);
+    show(QObject::tr("Lorvan could not read part of the disc."), detail, QObject::tr("Playback stopped."));
 }
 
 void PlaybackMessages::showDeviceLost(const QString& detail) {
-    show(QObject::tr("The sound device was lost."), detail);
+    show(QObject::tr("The sound device was lost."), detail, QObject::tr("Playback goes on."));
 }
 
-void PlaybackMessages::show(const QString& message, const QString& detail) {
+void PlaybackMessages::show(const QString& message, const QString& detail, const QString& outcome) {
     if (!box_) {
         box_ = new QMessageBox(parent_);
         box_->setIcon(QMessageBox::Warning);
@@ -62,7 +62,7 @@ void PlaybackMessages::show(const QString& message, const QString& detail) {
         box_->setAttribute(Qt::WA_DeleteOnClose);
     }
     box_->setText(message);
-    box_->setInformativeText(detail + QStringLiteral("\n\n") + QObject::tr("Playback goes on."));
+    box_->setInformativeText(detail + QStringLiteral("\n\n") + outcome);
     box_->setAccessibleName(message);
     box_->show();
     box_->raise();

@@ -19,9 +19,9 @@ class LocalizedError;
 /// the disc that was playing keeps playing; the box deletes itself when closed. Main thread only.
 QMessageBox* showRefusedOpenAlert(const LocalizedError& error, QWidget* parent);
 
-/// A trouble met while playing (a read failure, a lost sound device) that does not stop
-/// playback: one non-modal box per parent window, reused, so a burst of failures shows the
-/// latest message instead of a stack of boxes. Main thread only.
+/// A trouble met while playing (a read failure, which stops the disc; a lost sound device, after
+/// which it plays on without sound): one non-modal box per parent window, reused, so a burst of
+/// troubles shows the latest message instead of a stack of boxes. Main thread only.
 class PlaybackMessages {
 public:
     explicit PlaybackMessages(QWidget* parent);
@@ -35,7 +35,7 @@ public:
     [[nodiscard]] QMessageBox* box() const { return box_; }
 
 private:
-    void show(const QString& text, const QString& detail);
+    void show(const QString& text, const QString& detail, const QString& outcome);
 
     QWidget* parent_;
     QPointer<QMessageBox> box_;

@@ -1,10 +1,15 @@
 #include "MainWindow.hpp"
 
+#include "AboutWindow.hpp"
 #include "Alerts.hpp"
 #include "ConsoleLogWindow.hpp"
+#include "DiscInfoWindow.hpp"
 #include "DiscNavigator.hpp"
 #include "DisplayView.hpp"
 #include "GlyphButton.hpp"
+#include "Icons.hpp"
+#include "PlaybackPane.hpp"
+#include "PreferencesWindow.hpp"
 #include "RateVolumePanel.hpp"
 #include "TrackListModel.hpp"
 #include "core/ConsoleLog.hpp"
@@ -83,19 +88,75 @@ MainWindow::MainWindow(PlayerSession& session, PlaybackViewModel& viewModel, Use
     , viewModel_(viewModel)
     , ui_(uiSettings)
     , playerSettings_(playerSettings)
-    , defaults_(session.userDefaults()) {
+    , defaults_(session.userDefaults())
+    , messages_(std::make_unique<PlaybackMessages>(this)) {
     setWindowTitle(QStringLiteral("Lorvan"));
     setAcceptDrops(true);
     buildActions();
+    applyActionIcons();
     buildLayout();
     const PlayerWindowSize size = playerSettings_.lastSize.value();
     resize(static_cast<int>(std::lround(size.width)), static_cast<int>(std::lround(size.height)));
     themeWatch_ = ui_.theme.subscribe([this](const LCTheme&) { applyTheme(); });
     applyTheme();
     observeViewModel();
+    // The device chosen in the preferences plays the next disc opened.
+    deviceWatch_ = playerSettings_.outputDevice.subscribe([this](const std::string& name) {
+        session_.setOutputDevice(name.empty() ? std::nullopt : std::optional<std::string>(name));
+    });
+    takeSessionNotifications();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+    session_.notifications.readFailed = nullptr;
+    session_.notifications.soundDeviceLost = nullptr;
+}
+
+void MainWindow::takeSessionNotifications() {
+    // The session has logged each and acted as lorvan-cli play does: a failed read stops the
+    // disc, a lost device leaves the null output playing on.
+    session_.notifications.readFailed = [this](std::int64_t frame) {
+        const DiscSummary& disc = viewModel_.disc.value();
+        QString where = tr("frame %1").arg(frame);
+        if (disc.disc)
+            if (const auto place = NavigatorGeometry::placeAt(*disc.disc, frame))
+                where = tr("track %1 at %2")
+                            .arg(place->track + 1)
+                            .arg(QString::fromStdString(displayTime(place->trackFrames, disc.sampleRate)));
+        messages_->showReadFailure(tr("The disc could not be read from %1.").arg(where));
+    };
+    session_.notifications.soundDeviceLost = [this] {
+        messages_->showDeviceLost(
+            tr("The disc plays on without sound. A disc opened once the device is back plays through it."));
+    };
+}
+
+void MainWindow::applyActionIcons() {
+    const std::pair<const char*, ActionIcon> icons[] = {
+        {"openDocument", ActionIcon::openCueSheet},
+        {"openFolderAsDisc", ActionIcon::openFolder},
+        {"eject", ActionIcon::eject},
+        {"showSettingsWindow", ActionIcon::preferences},
+        {"quit", ActionIcon::quit},
+        {"playPause", ActionIcon::play},
+        {"stopEject", ActionIcon::stop},
+        {"previousTrack", ActionIcon::previousTrack},
+        {"nextTrack", ActionIcon::nextTrack},
+        {"previousChapter", ActionIcon::previousChapter},
+        {"nextChapter", ActionIcon::nextChapter},
+        {"toggleRateControls", ActionIcon::rate},
+        {"toggleMute", ActionIcon::volumeMuted},
+        {"toggleAmplifier", ActionIcon::amplifier},
+        {"cycleRepeatMode", ActionIcon::repeat},
+        {"toggleShuffle", ActionIcon::shuffle},
+        {"cycleTimeMode", ActionIcon::timeMode},
+        {"showConsoleLog", ActionIcon::consoleLog},
+        {"showDiscInfo", ActionIcon::discInfo},
+        {"showAbout", ActionIcon::about},
+    };
+    for (const auto& [name, icon] : icons)
+        action(QString::fromLatin1(name))->setIcon(actionIcon(icon));
+}
 
 QAction* MainWindow::action(const QString& name) const {
     const auto found = actions_.find(name);
@@ -418,6 +479,7 @@ void MainWindow::showDisc() {
     for (const char* name : {"playPause", "stopEject", "previousTrack", "nextTrack", "previousChapter",
                              "nextChapter", "seekBackward", "seekForward", "eject", "showDiscInfo"})
         action(name)->setEnabled(inserted);
+    if (discInfo_) discInfo_->setDisc(disc.disc.get());
     setWindowTitle(disc.title.empty()
                        ? QStringLiteral("Lorvan")
                        : QString::fromStdString(disc.title) + QStringLiteral(" \u2014 Lorvan"));
@@ -444,6 +506,7 @@ void MainWindow::showState() {
     const bool playing = viewModel_.state.value() == AudioDiscPlayer::State::playing;
     buttons_["playPause"]->setGlyph(playing ? GlyphButton::Glyph::pause : GlyphButton::Glyph::play);
     action("playPause")->setText(playing ? tr("&Pause") : tr("&Play"));
+    action("playPause")->setIcon(actionIcon(playing ? ActionIcon::pause : ActionIcon::play));
     showPlayingTrack();
 }
 
@@ -461,6 +524,9 @@ void MainWindow::showRepeatMode() {
     action("cycleRepeatMode")->setChecked(repeat != RepeatMode::none);
     action(QStringLiteral("repeat.") + QString::fromUtf8(AudioDiscPlayer::rawValue(repeat)))
         ->setChecked(true);
+    action("cycleRepeatMode")
+        ->setIcon(actionIcon(repeat == RepeatMode::track ? ActionIcon::repeatTrack : ActionIcon::repeat));
+    if (preferences_) preferences_->playback()->showRepeatMode(repeat);
 }
 
 void MainWindow::showToggles() {
@@ -493,7 +559,7 @@ std::filesystem::path MainWindow::discLocation(const std::filesystem::path& path
 
 bool MainWindow::openPath(const std::filesystem::path& path, bool quiet) {
     try {
-        session_.open(discLocation(std::filesystem::absolute(path)), true);
+        session_.open(discLocation(std::filesystem::absolute(path)), playerSettings_.playWhenOpened.value());
     } catch (const LocalizedError& error) {
         if (!quiet) showRefusal(error);
         return false;
@@ -687,34 +753,62 @@ void MainWindow::decreaseBrightness() {
 
 // MARK: Other windows
 
+namespace {
+
+/// Shows a secondary window made once: raised and focused when it is open already.
+void present(QWidget* window) {
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+} // namespace
+
+AboutWindow* MainWindow::aboutWindow() const {
+    return about_;
+}
+DiscInfoWindow* MainWindow::discInfoWindow() const {
+    return discInfo_;
+}
+PreferencesWindow* MainWindow::preferencesWindow() const {
+    return preferences_;
+}
+ConsoleLogWindow* MainWindow::consoleLogWindow() const {
+    return consoleLog_;
+}
+
 void MainWindow::showConsoleLog() {
-    QMessageBox::information(this, tr("Console Log"),
-                             tr("The console log of this run is written to standard output."));
+    if (consoleLogRecord_ == nullptr) return;
+    if (!consoleLog_) {
+        consoleLog_ = new ConsoleLogWindow(*consoleLogRecord_, this);
+        consoleLog_->setWindowFlag(Qt::Window);
+    }
+    present(consoleLog_);
 }
 
 void MainWindow::showDiscInfo() {
-    const auto& disc = viewModel_.disc.value().disc;
-    if (!disc) return;
-    QString text;
-    for (const auto mode : {TOCMode::cues, TOCMode::tracksRipper, TOCMode::tracksMusicBrainz})
-        for (const auto& line :
-             disc->tableOfContents(mode, AudioDisc::TrackLengthMode::includingNextTrackPregap))
-            text += QString::fromStdString(line) + QLatin1Char('\n');
-    QMessageBox box(QMessageBox::Information, tr("Disc Info"), tr("Tables of contents"), QMessageBox::Ok,
-                    this);
-    box.setDetailedText(text);
-    box.exec();
+    if (!discInfo_) {
+        discInfo_ = new DiscInfoWindow(this);
+        discInfo_->setWindowFlag(Qt::Window);
+    }
+    discInfo_->setDisc(viewModel_.disc.value().disc.get());
+    present(discInfo_);
 }
 
 void MainWindow::showAbout() {
-    QMessageBox::about(this, tr("About Lorvan"),
-                       tr("<b>Lorvan</b><p>Plays audio CDs ripped to files, gaplessly, the way a CD player "
-                          "would, on a dot-matrix display.</p>"));
+    if (!about_) about_ = new AboutWindow(this);
+    present(about_);
 }
 
 void MainWindow::showSettingsWindow() {
-    // The preferences window comes with the panels; until then the View menu holds the same choices.
-    QMessageBox::information(this, tr("Preferences"), tr("Themes and brightness are in the View menu."));
+    if (!preferences_) {
+        preferences_ = new PreferencesWindow(ui_, playerSettings_, defaults_, outputDeviceNames(), this);
+        // The pane has stored the choice already, as the Repeat menu does.
+        connect(preferences_->playback(), &PlaybackPane::repeatModeChosen, this,
+                [this](RepeatMode mode) { player().setRepeatMode(mode); });
+    }
+    preferences_->playback()->showRepeatMode(viewModel_.repeatMode.value());
+    present(preferences_);
 }
 
 // MARK: Window

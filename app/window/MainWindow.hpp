@@ -9,6 +9,7 @@
 
 #include <QActionGroup>
 #include <QMainWindow>
+#include <QPointer>
 #include <QStringList>
 #include <filesystem>
 #include <map>
@@ -19,9 +20,13 @@ class QLabel;
 class QTreeView;
 
 namespace lorvan {
+class AboutWindow;
 class ConsoleLogRecord;
 class ConsoleLogWindow;
+class DiscInfoWindow;
 class LocalizedError;
+class PlaybackMessages;
+class PreferencesWindow;
 } // namespace lorvan
 
 namespace lorvan::window {
@@ -66,6 +71,13 @@ public:
     void setAlertsShown(bool shown) { alertsShown_ = shown; }
     /// The run's log that View > Console Log shows; none: the menu item does nothing.
     void setConsoleLogRecord(ConsoleLogRecord* record) { consoleLogRecord_ = record; }
+    /// The secondary windows, once opened (each is made once and raised when asked for again).
+    [[nodiscard]] AboutWindow* aboutWindow() const;
+    [[nodiscard]] DiscInfoWindow* discInfoWindow() const;
+    [[nodiscard]] PreferencesWindow* preferencesWindow() const;
+    [[nodiscard]] ConsoleLogWindow* consoleLogWindow() const;
+    /// The non-modal box for troubles while playing (a failed read, a lost sound device).
+    [[nodiscard]] PlaybackMessages& playbackMessages() const { return *messages_; }
 
     static constexpr const char* recentDiscsKey = "recentDiscs";
     static constexpr int recentDiscsLimit = 10;
@@ -124,6 +136,8 @@ private:
     void showAbout();
     void showSettingsWindow();
     void seekBy(double seconds);
+    void takeSessionNotifications();
+    void applyActionIcons();
     [[nodiscard]] AudioDiscPlayer& player() const { return session_.player(); }
 
     PlayerSession& session_;
@@ -148,8 +162,13 @@ private:
     QString lastAlertText_;
     bool alertsShown_ = true;
     ConsoleLogRecord* consoleLogRecord_ = nullptr;
-    ConsoleLogWindow* consoleLog_ = nullptr;
+    QPointer<ConsoleLogWindow> consoleLog_;
+    QPointer<AboutWindow> about_;
+    QPointer<DiscInfoWindow> discInfo_;
+    QPointer<PreferencesWindow> preferences_;
+    std::unique_ptr<PlaybackMessages> messages_;
     Published<LCTheme>::Subscription themeWatch_;
+    Published<std::string>::Subscription deviceWatch_;
     /// The window's subscriptions to the view model, cancelled with the window.
     std::vector<std::shared_ptr<void>> watches_;
 };

@@ -79,11 +79,13 @@ TEST(PlaybackMessages, OneNonModalBoxShowsTheLatestTrouble) {
     EXPECT_TRUE(first->isVisible());
     EXPECT_EQ(first->windowModality(), Qt::NonModal);
     EXPECT_TRUE(first->informativeText().startsWith("track02.flac: decoding failed at 0:41"));
+    EXPECT_TRUE(first->informativeText().endsWith("Playback stopped.")) << "a failed read stops the disc";
 
     messages.showDeviceLost("USB Audio was unplugged");
     EXPECT_EQ(messages.box(), first) << "a second trouble reuses the box instead of stacking one";
     EXPECT_NE(first->text(), QString("Lorvan could not read part of the disc."));
     EXPECT_TRUE(first->informativeText().startsWith("USB Audio was unplugged"));
+    EXPECT_TRUE(first->informativeText().endsWith("Playback goes on.")) << "without sound, at its pace";
 
     first->accept();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

@@ -1,0 +1,192 @@
+// How the main window reaches its other windows, the preferences and the session's troubles.
+
+#include "WindowTestSupport.hpp"
+#include "app/window/AboutWindow.hpp"
+#include "app/window/Alerts.hpp"
+#include "app/window/ConsoleLogWindow.hpp"
+#include "app/window/DiscInfoWindow.hpp"
+#include "app/window/DisplayView.hpp"
+#include "app/window/Icons.hpp"
+#include "app/window/PlaybackPane.hpp"
+#include "app/window/PreferencesWindow.hpp"
+#include "core/ConsoleLog.hpp"
+
+#include <QAction>
+#include <QComboBox>
+#include <QMessageBox>
+#include <gtest/gtest.h>
+
+namespace lorvan::test {
+namespace {
+
+using State = AudioDiscPlayer::State;
+using RepeatMode = AudioDiscPlayer::RepeatMode;
+
+QImage iconImage(const QIcon& icon) {
+    return icon.pixmap(16, 16).toImage();
+}
+
+TEST(MainWindowWiring, EachMenuOpensItsOwnWindowOnceAndRaisesItAfterwards) {
+    WindowFixture f;
+    ConsoleLogRecord record;
+    f.window->setConsoleLogRecord(&record);
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
+    f.window->show();
+
+    EXPECT_EQ(f.window->aboutWindow(), nullptr) << "made when first asked for";
+    f.trigger("showAbout");
+    AboutWindow* about = f.window->aboutWindow();
+    ASSERT_NE(about, nullptr);
+    EXPECT_TRUE(about->isVisible());
+    about->close();
+    f.trigger("showAbout");
+    EXPECT_EQ(f.window->aboutWindow(), about);
+    EXPECT_TRUE(about->isVisible()) << "closed, then shown again";
+
+    f.trigger("showDiscInfo");
+    DiscInfoWindow* info = f.window->discInfoWindow();
+    ASSERT_NE(info, nullptr);
+    EXPECT_TRUE(info->isVisible());
+    EXPECT_TRUE(info->isWindow());
+    EXPECT_FALSE(info->lookupURL().isEmpty()) << "it shows the disc that is in the player";
+    f.trigger("showDiscInfo");
+    EXPECT_EQ(f.window->discInfoWindow(), info);
+    // The open window follows the disc: out goes the disc, out go its identifiers.
+    f.trigger("eject");
+    EXPECT_TRUE(info->lookupURL().isEmpty());
+
+    f.trigger("showSettingsWindow");
+    PreferencesWindow* preferences = f.window->preferencesWindow();
+    ASSERT_NE(preferences, nullptr);
+    EXPECT_TRUE(preferences->isVisible());
+    f.trigger("showSettingsWindow");
+    EXPECT_EQ(f.window->preferencesWindow(), preferences);
+
+    f.trigger("showConsoleLog");
+    ConsoleLogWindow* log = f.window->consoleLogWindow();
+    ASSERT_NE(log, nullptr);
+    EXPECT_TRUE(log->isVisible());
+    ConsoleLog::write("a line for the open window");
+    QCoreApplication::processEvents();
+    f.trigger("showConsoleLog");
+    EXPECT_EQ(f.window->consoleLogWindow(), log);
+}
+
+TEST(MainWindowWiring, TheRepeatModeIsOneChoiceInTheMenuAndInThePreferences) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
+    f.trigger("repeat.Current Track");
+    f.trigger("showSettingsWindow");
+    QComboBox* box = f.window->preferencesWindow()->playback()->repeatBox();
+    EXPECT_EQ(box->currentData().toInt(), static_cast<int>(RepeatMode::track))
+        << "opens on the player's mode";
+
+    // Chosen in the preferences: the player takes it and the menu follows.
+    const int disc = box->findData(static_cast<int>(RepeatMode::disc));
+    box->setCurrentIndex(disc);
+    emit box->activated(disc);
+    f.settle();
+    EXPECT_EQ(f.player().repeatMode(), RepeatMode::disc);
+    EXPECT_TRUE(f.window->action("repeat.Entire Disc")->isChecked());
+    EXPECT_EQ(f.defaults->string(AudioDiscPlayer::repeatModeDefaultsKey), "Entire Disc");
+
+    // Chosen in the menu (or by the R key): the open pane follows.
+    f.trigger("cycleRepeatMode");
+    EXPECT_EQ(f.player().repeatMode(), RepeatMode::none);
+    EXPECT_EQ(box->currentData().toInt(), static_cast<int>(RepeatMode::none));
+}
+
+TEST(MainWindowWiring, TheChosenSoundDevicePlaysTheNextDiscOpened) {
+    WindowFixture f;
+    ASSERT_EQ(f.outputsMade.size(), 1u);
+    EXPECT_EQ(f.outputsMade.front(), std::nullopt) << "the system default until one is chosen";
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    EXPECT_EQ(f.outputsMade.size(), 1u) << "the same device again needs no new output";
+
+    f.playerSettings->outputDevice.set("USB Audio: Headphones");
+    EXPECT_EQ(f.outputsMade.size(), 1u) << "the playing disc keeps its device";
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    ASSERT_EQ(f.outputsMade.size(), 2u);
+    EXPECT_EQ(f.outputsMade.back(), "USB Audio: Headphones");
+    f.settle();
+    EXPECT_EQ(f.player().state(), State::playing) << "through the new output";
+
+    f.playerSettings->outputDevice.set("");
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    ASSERT_EQ(f.outputsMade.size(), 3u);
+    EXPECT_EQ(f.outputsMade.back(), std::nullopt);
+}
+
+TEST(MainWindowWiring, EveryOpenWaitsWhenThePreferenceSaysSo) {
+    WindowFixture f;
+    f.playerSettings->playWhenOpened.set(false);
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
+    ASSERT_TRUE(f.player().disc());
+    EXPECT_EQ(f.player().state(), State::stopped);
+    EXPECT_EQ(f.window->displayView().state().title, "Morning Arpeggios") << "the disc is in, waiting";
+    // Through a folder (as a drop or Open Folder as Disc would) too.
+    ASSERT_TRUE(f.window->openPath(demoCueSheet().parent_path()));
+    f.settle();
+    EXPECT_EQ(f.player().state(), State::stopped);
+
+    f.playerSettings->playWhenOpened.set(true);
+    ASSERT_TRUE(f.window->openPath(demoCueSheet().parent_path()));
+    f.settle();
+    EXPECT_EQ(f.player().state(), State::playing);
+}
+
+TEST(MainWindowWiring, TroublesWhilePlayingShowOneMessageSayingWhatHappensNext) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
+    f.window->show();
+    const auto disc = f.player().disc();
+    // What the session reports after it has acted: 3.5 s into track 2 the reads ran dry.
+    std::int64_t track2 = 0;
+    for (const AudioCue& cue : disc->cues)
+        if (cue.trackIndex == 1 && cue.chapter == 1) track2 = cue.keyFrame;
+    ASSERT_TRUE(f.session->notifications.readFailed);
+    f.session->notifications.readFailed(track2 + 3 * 44100 + 22050);
+    QMessageBox* box = f.window->playbackMessages().box();
+    ASSERT_NE(box, nullptr);
+    EXPECT_TRUE(box->isVisible());
+    EXPECT_EQ(box->windowModality(), Qt::NonModal);
+    EXPECT_EQ(box->text(), "Lorvan could not read part of the disc.");
+    EXPECT_TRUE(box->informativeText().startsWith("The disc could not be read from track 2 at 0:03."))
+        << box->informativeText().toStdString();
+    EXPECT_TRUE(box->informativeText().endsWith("Playback stopped."));
+
+    ASSERT_TRUE(f.session->notifications.soundDeviceLost);
+    f.session->notifications.soundDeviceLost();
+    EXPECT_EQ(f.window->playbackMessages().box(), box);
+    EXPECT_EQ(box->text(), "The sound device was lost.");
+    EXPECT_TRUE(box->informativeText().endsWith("Playback goes on."));
+
+    // The session outlives the window: its notifications must not reach a window that is gone.
+    f.window.reset();
+    EXPECT_FALSE(f.session->notifications.readFailed);
+    EXPECT_FALSE(f.session->notifications.soundDeviceLost);
+}
+
+TEST(MainWindowWiring, MenuItemsCarryIconsAndPlayPauseShowsWhatItWouldDo) {
+    WindowFixture f;
+    for (const char* name :
+         {"openDocument", "openFolderAsDisc", "eject", "showSettingsWindow", "quit", "playPause", "stopEject",
+          "previousTrack", "nextTrack", "previousChapter", "nextChapter", "toggleMute", "toggleAmplifier",
+          "toggleShuffle", "cycleRepeatMode", "showConsoleLog", "showDiscInfo", "showAbout"})
+        EXPECT_FALSE(f.window->action(name)->icon().isNull()) << name;
+    const auto icon = [&](const char* name) { return iconImage(f.window->action(name)->icon()); };
+    EXPECT_EQ(icon("playPause"), iconImage(actionIcon(ActionIcon::play)));
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
+    EXPECT_EQ(icon("playPause"), iconImage(actionIcon(ActionIcon::pause)));
+    EXPECT_NE(icon("playPause"), iconImage(actionIcon(ActionIcon::play)));
+    f.trigger("repeat.Current Track");
+    EXPECT_EQ(icon("cycleRepeatMode"), iconImage(actionIcon(ActionIcon::repeatTrack)));
+}
+
+} // namespace
+} // namespace lorvan::test
