@@ -119,14 +119,15 @@ bool handOver(const LaunchRequest& request, QDBusConnection connection) {
                                                    QString::fromStdString(path))))
                                .toString(QUrl::FullyEncoded));
         if (!call(QStringLiteral("Open"), {uris, data})) return false;
-    } else if (!request.action) {
+    } else if (request.actions.empty()) {
         if (!call(QStringLiteral("Activate"), {data})) return false;
     }
-    if (request.action) {
-        const std::string_view name = actionName(*request.action);
-        return call(
-            QStringLiteral("ActivateAction"),
-            {QString::fromLatin1(name.data(), static_cast<qsizetype>(name.size())), QVariantList(), data});
+    for (const DesktopAction action : request.actions) {
+        const std::string_view name = actionName(action);
+        if (!call(QStringLiteral("ActivateAction"),
+                  {QString::fromLatin1(name.data(), static_cast<qsizetype>(name.size())), QVariantList(),
+                   data}))
+            return false;
     }
     return true;
 }

@@ -31,7 +31,8 @@ void perform(DesktopAction action, AudioDiscPlayer& player);
 struct LaunchRequest {
     /// Cue sheets, folders or audio files; the first is opened.
     std::vector<std::filesystem::path> paths;
-    std::optional<DesktopAction> action;
+    /// Performed in this order, after the disc is open.
+    std::vector<DesktopAction> actions;
     /// The desktop's token for bringing a window forward, if it gave this launch one.
     QString activationToken;
 };
@@ -46,7 +47,7 @@ struct LaunchRequest {
 /// Hands `request` to the instance that owns the application id on `connection`, through
 /// org.freedesktop.Application: Open with the paths as file URIs (made absolute here, since
 /// the other process has another working directory), else Activate when there is no action;
-/// then ActivateAction with the action. The token goes along as the platform data
+/// then ActivateAction with each action. The token goes along as the platform data
 /// "activation-token" and "desktop-startup-id". True when an instance took it; false when none
 /// runs or it did not answer (the caller then runs on its own).
 [[nodiscard]] bool handOver(const LaunchRequest& request,

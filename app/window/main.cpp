@@ -3,6 +3,8 @@
 #include "ConsoleLogWindow.hpp"
 #include "MainWindow.hpp"
 #include "app/identity/Identity.hpp"
+#include "app/mpris/MprisService.hpp"
+#include "app/mpris/SingleInstance.hpp"
 #include "app/session/PlayerSession.hpp"
 #include "core/ConsoleLog.hpp"
 #include "platform/QtUserDefaults.hpp"
@@ -13,6 +15,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTimer>
+#include <QWindow>
 #include <cstdio>
 
 int main(int argc, char* argv[]) {
@@ -48,12 +51,27 @@ int main(int argc, char* argv[]) {
     const QCommandLineOption next(QStringLiteral("next"), QStringLiteral("Go to the next track"));
     const QCommandLineOption previous(QStringLiteral("previous"), QStringLiteral("Go to the previous track"));
     parser.addOptions({play, pause, next, previous});
+    const QCommandLineOption newInstance(
+        QStringLiteral("new-instance"),
+        QStringLiteral("Run beside the running Lorvan instead of handing it the disc"));
+    parser.addOption(newInstance);
     parser.process(application);
     const QString outputChoice = parser.value(output);
     if (outputChoice != QLatin1String("device") && outputChoice != QLatin1String("null")) {
         std::fprintf(stderr, "lorvan: --output: device or null\n");
         return 2;
     }
+
+    // One instance per desktop: a launch hands its disc and actions to the running one.
+    mpris::LaunchRequest launch;
+    for (const QString& path : parser.positionalArguments())
+        launch.paths.emplace_back(path.toStdString());
+    for (const auto& [option, action] :
+         {std::pair{&pause, mpris::DesktopAction::pause}, std::pair{&play, mpris::DesktopAction::play},
+          std::pair{&next, mpris::DesktopAction::next}, std::pair{&previous, mpris::DesktopAction::previous}})
+        if (parser.isSet(*option)) launch.actions.push_back(action);
+    launch.activationToken = mpris::launchActivationToken();
+    if (!parser.isSet(newInstance) && mpris::handOver(launch)) return 0;
 
     // As the subsystems meet: the persisted repeat mode and theme first, then the one player,
     // its one observer, then the window.
@@ -72,15 +90,27 @@ int main(int argc, char* argv[]) {
         window::MainWindow mainWindow(session, viewModel, uiSettings, playerSettings);
         mainWindow.setConsoleLogRecord(&consoleLog);
         mainWindow.show();
-        const QStringList paths = parser.positionalArguments();
+        const auto activate = [&](const QString& token) {
+            if (QWindow* window = mainWindow.windowHandle()) mpris::activateWindow(*window, token);
+        };
+        const mpris::MprisService mediaControls(
+            viewModel,
+            {.raise = [&] { activate({}); },
+             .quit = [] { QApplication::quit(); },
+             .open = [&](const std::filesystem::path& path) { return mainWindow.openPath(path); }});
+        const mpris::ApplicationService instance(
+            {.open =
+                 [&](const std::vector<std::filesystem::path>& paths, const QString& token) {
+                     activate(token);
+                     if (!paths.empty()) mainWindow.openPath(paths.front());
+                 },
+             .activate = activate,
+             .perform = [&](mpris::DesktopAction action) { mpris::perform(action, session.player()); }});
         // After the window is up, so that a refusal's alert has a window to sit on.
         QTimer::singleShot(0, &mainWindow, [&] {
-            if (!paths.isEmpty()) mainWindow.openPath(paths.front().toStdString());
-            AudioDiscPlayer& player = session.player();
-            if (parser.isSet(pause) && player.state() == AudioDiscPlayer::State::playing) player.playPause();
-            if (parser.isSet(play) && player.state() != AudioDiscPlayer::State::playing) player.play();
-            if (parser.isSet(next)) player.nextTrack();
-            if (parser.isSet(previous)) player.previousTrack();
+            if (!launch.paths.empty()) mainWindow.openPath(launch.paths.front());
+            for (const mpris::DesktopAction action : launch.actions)
+                mpris::perform(action, session.player());
         });
         status = QApplication::exec();
     }

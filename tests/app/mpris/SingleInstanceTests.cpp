@@ -8,9 +8,12 @@
 
 #include <QDBusConnectionInterface>
 #include <QDir>
+#include <QProcessEnvironment>
+#include <QUrl>
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace lorvan {
 namespace {
@@ -69,7 +72,7 @@ TEST_F(SingleInstanceTest, DesktopActionsAreKnownByTheirNamesInEitherCase) {
 }
 
 TEST_F(SingleInstanceTest, WithoutARunningInstanceTheLaunchRunsOnItsOwn) {
-    EXPECT_FALSE(handOver({{"disc.cue"}, std::nullopt, {}}));
+    EXPECT_FALSE(handOver({{"disc.cue"}, {}, {}}));
     mpris::ApplicationService first(handlers);
     ASSERT_TRUE(first.registered());
     EXPECT_TRUE(
@@ -89,20 +92,23 @@ TEST_F(SingleInstanceTest, ALaunchHandsItsPathsActionAndTokenToTheRunningInstanc
     test::TemporaryDirectory directory;
     const QString before = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(QString::fromStdString(directory.path().string())));
-    const bool taken = handOver({{"Ça va/disc 1.cue", "/music/b/../c"}, DesktopAction::play, "token-1"});
+    const bool taken = handOver(
+        {{"Ça va/disc 1.cue", "/music/b/../c"}, {DesktopAction::pause, DesktopAction::play}, "token-1"});
     QDir::setCurrent(before);
     ASSERT_TRUE(taken);
     ASSERT_EQ(opened.size(), 1u);
     EXPECT_EQ(opened[0],
               (std::vector<std::filesystem::path>{directory.path() / "Ça va/disc 1.cue", "/music/c"}));
-    EXPECT_EQ(performed, std::vector<DesktopAction>{DesktopAction::play}) << "after the disc is open";
+    EXPECT_EQ(performed, (std::vector<DesktopAction>{DesktopAction::pause, DesktopAction::play}))
+        << "in order, after the disc is open";
     EXPECT_EQ(tokens, std::vector<QString>{QStringLiteral("token-1")});
 
     // No path and no action: bring the window forward. An action alone leaves the window be.
-    EXPECT_TRUE(handOver({{}, std::nullopt, "token-2"}));
-    EXPECT_TRUE(handOver({{}, DesktopAction::next, "token-3"}));
+    EXPECT_TRUE(handOver({{}, {}, "token-2"}));
+    EXPECT_TRUE(handOver({{}, {DesktopAction::next}, "token-3"}));
     EXPECT_EQ(tokens, (std::vector<QString>{QStringLiteral("token-1"), QStringLiteral("token-2")}));
-    EXPECT_EQ(performed, (std::vector<DesktopAction>{DesktopAction::play, DesktopAction::next}));
+    EXPECT_EQ(performed,
+              (std::vector<DesktopAction>{DesktopAction::pause, DesktopAction::play, DesktopAction::next}));
     EXPECT_EQ(opened.size(), 1u);
 }
 
@@ -145,6 +151,132 @@ TEST_F(SingleInstanceTest, TheInterfaceAnswersOtherClientsAndRefusesWhatItCannot
     QCoreApplication::processEvents();
     EXPECT_EQ(opened.size(), 1u);
     EXPECT_EQ(performed, std::vector<DesktopAction>{DesktopAction::pause});
+}
+
+} // namespace
+} // namespace lorvan
+
+namespace lorvan {
+namespace {
+
+/// The real lorvan, twice and more, on this test's private bus and the offscreen platform.
+class SecondLaunchTest : public testing::Test {
+protected:
+    void SetUp() override {
+        test::application();
+        for (const auto& [folder, split] : {std::pair{"a", ""}, std::pair{"b", "--split "}}) {
+            const auto made = test::runProcess(LORVAN_CLI, std::string("demo ") + split + "--dir " +
+                                                               test::shellQuoted(directory.path() / folder));
+            ASSERT_EQ(made.status, 0) << made.out;
+        }
+        environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), path("config"));
+        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path("runtime"));
+        std::filesystem::create_directories(directory.path() / "runtime");
+        std::filesystem::permissions(directory.path() / "runtime", std::filesystem::perms::owner_all);
+    }
+    void TearDown() override {
+        for (QProcess* process : {&first, &third}) {
+            if (process->state() == QProcess::NotRunning) continue;
+            process->kill();
+            process->waitForFinished();
+        }
+    }
+
+    [[nodiscard]] QString path(const char* name) const {
+        return QString::fromStdString((directory.path() / name).string());
+    }
+    void start(QProcess& process, const QStringList& arguments) {
+        process.setProcessEnvironment(environment);
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(QStringLiteral(LORVAN),
+                      QStringList{QStringLiteral("--output"), QStringLiteral("null")} + arguments);
+        ASSERT_TRUE(process.waitForStarted());
+    }
+    /// A launch that hands over and ends.
+    test::ClientRun launch(const QStringList& arguments) {
+        QProcess process;
+        start(process, arguments);
+        process.waitForFinished(60'000);
+        return {process.exitCode(), QString::fromUtf8(process.readAll()), {}};
+    }
+    static QString playerctl(const QStringList& arguments) {
+        return test::runClient(QStringLiteral("playerctl"),
+                               QStringList{QStringLiteral("--player=lorvan")} + arguments)
+            .out;
+    }
+    static bool hasOwner(const QString& name) {
+        return QDBusConnection::sessionBus().interface()->isServiceRegistered(name).value();
+    }
+    /// Polls `done` until it holds; a minute is a hang, not a slow machine.
+    template <typename Condition> static bool eventually(Condition done) {
+        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > giveUp) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return true;
+    }
+
+    test::TemporaryDirectory directory;
+    QProcessEnvironment environment;
+    QProcess first;
+    QProcess third;
+};
+
+TEST_F(SecondLaunchTest, ASecondLorvanHandsItsDiscAndActionsToTheRunningOneAndNewInstanceRunsBeside) {
+    start(first, {path("a") + QStringLiteral("/Lorvan Demo.cue")});
+    ASSERT_TRUE(eventually([] { return hasOwner(QStringLiteral("app.lorvan.Lorvan")); }))
+        << first.readAll().toStdString();
+    const QString coverA = QUrl::fromLocalFile(path("a") + QStringLiteral("/cover.png")).toString();
+    ASSERT_TRUE(eventually([&] {
+        return playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}) == coverA;
+    }));
+
+    // The folder of disc B, relative to the launch's working directory.
+    QProcess second;
+    second.setWorkingDirectory(QString::fromStdString(directory.path().string()));
+    second.setProcessEnvironment(environment);
+    second.start(QStringLiteral(LORVAN), {QStringLiteral("b")});
+    ASSERT_TRUE(second.waitForFinished(60'000));
+    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(second.exitCode(), 0) << second.readAll().toStdString();
+    const QString coverB = QUrl::fromLocalFile(path("b") + QStringLiteral("/cover.png")).toString();
+    EXPECT_TRUE(eventually([&] {
+        return playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}) == coverB;
+    })) << "the running instance replaced its disc";
+    EXPECT_EQ(first.state(), QProcess::Running);
+
+    // The desktop file's actions act on the running player.
+    const test::ClientRun pause = launch({QStringLiteral("--pause")});
+    EXPECT_EQ(pause.status, 0) << pause.out.toStdString();
+    EXPECT_TRUE(
+        eventually([&] { return playerctl({QStringLiteral("status")}) == QStringLiteral("Paused"); }));
+    EXPECT_EQ(launch({QStringLiteral("--next")}).status, 0);
+    EXPECT_TRUE(eventually([&] {
+        return playerctl({QStringLiteral("metadata"), QStringLiteral("xesam:trackNumber")}) ==
+               QStringLiteral("2");
+    }));
+    EXPECT_EQ(playerctl({QStringLiteral("status")}), QStringLiteral("Paused")) << "next keeps the pause";
+
+    // --new-instance runs beside it, under a media-controls name of its own.
+    start(third, {QStringLiteral("--new-instance")});
+    const QString thirdName =
+        QStringLiteral("org.mpris.MediaPlayer2.lorvan.instance") + QString::number(third.processId());
+    EXPECT_TRUE(eventually([&] { return hasOwner(thirdName); })) << third.readAll().toStdString();
+    EXPECT_EQ(third.state(), QProcess::Running);
+
+    // Media controls quit the first; the application id is free again.
+    const test::ClientRun quit = test::runClient(
+        QStringLiteral("gdbus"), {QStringLiteral("call"), QStringLiteral("--session"),
+                                  QStringLiteral("--dest"), QStringLiteral("org.mpris.MediaPlayer2.lorvan"),
+                                  QStringLiteral("--object-path"), QStringLiteral("/org/mpris/MediaPlayer2"),
+                                  QStringLiteral("--method"), QStringLiteral("org.mpris.MediaPlayer2.Quit")});
+    EXPECT_EQ(quit.status, 0) << quit.err.toStdString();
+    ASSERT_TRUE(first.waitForFinished(60'000));
+    EXPECT_EQ(first.exitCode(), 0);
+    EXPECT_TRUE(eventually([] { return !hasOwner(QStringLiteral("org.mpris.MediaPlayer2.lorvan")); }));
 }
 
 } // namespace
