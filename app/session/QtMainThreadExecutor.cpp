@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QMetaObject>
+#include <QThread>
 #include <QTimer>
 
 namespace lorvan {
@@ -16,6 +17,14 @@ void QtMainThreadExecutor::post(std::function<void()> work) {
 
 void QtMainThreadExecutor::postAfter(std::chrono::milliseconds delay, std::function<void()> work) {
     if (!work) return;
+    // On the main thread already (the view model paces itself from there, thirty times a
+    // second while playing): the timer starts at once instead of one more trip through the
+    // event loop.
+    QCoreApplication* running = QCoreApplication::instance();
+    if (running != nullptr && QThread::currentThread() == running->thread()) {
+        QTimer::singleShot(delay, Qt::PreciseTimer, running, std::move(work));
+        return;
+    }
     post([delay, work = std::move(work)]() mutable {
         if (QCoreApplication* application = QCoreApplication::instance())
             QTimer::singleShot(delay, Qt::PreciseTimer, application, std::move(work));

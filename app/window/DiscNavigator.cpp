@@ -109,8 +109,18 @@ void DiscNavigator::setDisc(std::shared_ptr<const AudioDisc> disc) {
 
 void DiscNavigator::setPosition(double fraction) {
     if (fraction == position_) return;
+    // The position moves with the music about thirty times a second, a device pixel every
+    // second or so on a whole disc: only a move the eye can see repaints, and only the strip
+    // between the old and the new cursor (with its cap) is drawn again.
+    const QRectF bar = barRect();
+    const double pixels = bar.width() * devicePixelRatioF();
+    const bool moved = std::floor(position_ * pixels) != std::floor(fraction * pixels);
+    const double from = bar.left() + position_ * bar.width();
+    const double to = bar.left() + fraction * bar.width();
     position_ = fraction;
-    if (!dragging_) update();
+    if (!moved || dragging_) return;
+    constexpr double cap = 5;
+    update(QRectF(std::min(from, to) - cap, 0, std::abs(to - from) + 2 * cap, height()).toAlignedRect());
 }
 
 void DiscNavigator::setColors(const ThemeColors& colors) {

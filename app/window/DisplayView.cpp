@@ -1,6 +1,7 @@
 #include "DisplayView.hpp"
 
 #include <QMouseEvent>
+#include <QPaintEvent>
 #include <QPainter>
 #include <cmath>
 
@@ -17,8 +18,8 @@ DisplayView::DisplayView(UserUISettings& settings, QWidget* parent)
     setFixedHeight(static_cast<int>(settings.displayHeight));
     setAccessibleName(tr("Display"));
     setToolTip(tr("Click the time to change what it counts (T)"));
-    themeWatch_ = settings_.theme.subscribe([this](const LCTheme&) { invalidate(); });
-    brightnessWatch_ = settings_.brightness.subscribe([this](double) { invalidate(); });
+    themeWatch_ = settings_.theme.subscribe([this](const LCTheme&) { redraw(); });
+    brightnessWatch_ = settings_.brightness.subscribe([this](double) { redraw(); });
 }
 
 DisplayView::~DisplayView() = default;
@@ -35,26 +36,36 @@ DisplayGeometry DisplayView::geometry() const {
     return DotMatrixDisplayRenderer::sanitized(g);
 }
 
-void DisplayView::invalidate() {
-    dirty_ = true;
-    update();
+bool DisplayView::drawable() const {
+    return isVisible() && !window()->isMinimized();
 }
 
-void DisplayView::setState(const DisplayState& incoming) {
-    // The progress bar is drawn one dot at a time: a move smaller than a dot draws the same
-    // pixels, so it is not a change worth a frame.
-    DisplayState state = incoming;
-    const long dots = DotMatrixDisplayRenderer::layout(geometry()).progressBar.width();
-    if (dots > 0)
-        state.progress = std::floor(state.progress * static_cast<double>(dots)) / static_cast<double>(dots);
-    if (state.statusLeft == state_.statusLeft && state.statusRight == state_.statusRight &&
-        state.time == state_.time && state.timeLabel == state_.timeLabel && state.title == state_.title &&
-        state.subtitle == state_.subtitle && state.progress == state_.progress &&
-        state.cueMarkers == state_.cueMarkers && state.levelLeft == state_.levelLeft &&
-        state.levelRight == state_.levelRight && state.buffering == state_.buffering)
-        return;
+void DisplayView::setState(const DisplayState& state) {
     state_ = state;
-    invalidate();
+    redraw();
+}
+
+QRegion DisplayView::drawFrame() {
+    const DisplayGeometry g = geometry();
+    const LCTheme& theme = settings_.theme.value();
+    const double brightness = settings_.brightness.value();
+    // Most publications while playing move the time by less than a second and the progress by
+    // less than a dot: asking first costs no drawing.
+    if (!renderer_->wouldChange(state_, theme, brightness, g)) return {};
+    QRegion changed;
+    for (const QRect& pixels : renderer_->update(state_, theme, brightness, g))
+        changed += QRectF(pixels.x() / g.scale, pixels.y() / g.scale, pixels.width() / g.scale,
+                          pixels.height() / g.scale)
+                       .toAlignedRect();
+    ++renderedFrames_;
+    lastChanged_ = changed;
+    return changed;
+}
+
+void DisplayView::redraw() {
+    if (!drawable()) return;
+    const QRegion changed = drawFrame();
+    if (!changed.isEmpty()) update(changed);
 }
 
 QRectF DisplayView::timeRect() const {
@@ -65,17 +76,22 @@ QRectF DisplayView::timeRect() const {
             (layout.time.width() + layout.timeLabel.width() + 2) * dot, layout.time.height() * dot};
 }
 
-void DisplayView::paintEvent(QPaintEvent*) {
-    const DisplayGeometry g = geometry();
-    const QSize pixels(static_cast<int>(g.width * g.scale), static_cast<int>(g.height * g.scale));
-    if (dirty_ || frame_.size() != pixels) {
-        renderer_->render(frame_, state_, settings_.theme.value(), settings_.brightness.value(), g);
-        frame_.setDevicePixelRatio(g.scale);
-        dirty_ = false;
-        ++renderedFrames_;
-    }
+void DisplayView::paintEvent(QPaintEvent* event) {
+    // After being hidden, minimised or resized the frame may be behind; otherwise this is a no-op.
+    const QRegion changed = drawFrame();
+    const QImage& frame = renderer_->image();
+    if (frame.isNull()) return;
+    const double scale = geometry().scale;
+    // What the paint itself drew beyond the region asked for is shown by the next paint.
+    if (const QRegion beyond = changed - event->region(); !beyond.isEmpty()) update(beyond);
     QPainter painter(this);
-    painter.drawImage(QPointF(0, 0), frame_);
+    // The frame's alpha is a hair short of opaque in places: over the last frame it would let
+    // the old picture show through, so each repainted rectangle starts from black.
+    for (const QRect& rect : event->region()) {
+        painter.fillRect(rect, Qt::black);
+        const QRectF source(rect.x() * scale, rect.y() * scale, rect.width() * scale, rect.height() * scale);
+        painter.drawImage(QRectF(rect), frame, source);
+    }
 }
 
 void DisplayView::mousePressEvent(QMouseEvent* event) {

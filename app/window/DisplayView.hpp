@@ -3,15 +3,16 @@
 #include "app/display/DotMatrixDisplayRenderer.hpp"
 #include "presentation/UserUISettings.hpp"
 
-#include <QImage>
+#include <QRegion>
 #include <QWidget>
 #include <memory>
 
 namespace lorvan::window {
 
-/// The dot-matrix display. Draws through the renderer at the screen's pixel ratio, only when
-/// painted (so never while hidden or minimised), and only when what it shows, its theme,
-/// brightness or size changed since the last frame.
+/// The dot-matrix display. Draws through the renderer at the screen's pixel ratio, and only what
+/// changed: a new state, theme or brightness that changes no pixel draws nothing, one that does
+/// redraws and repaints only the renderer's changed rectangles. While the view is hidden or its
+/// window minimised nothing is drawn; the next paint brings the frame up to date.
 class DisplayView : public QWidget {
     Q_OBJECT
 public:
@@ -20,8 +21,10 @@ public:
 
     void setState(const DisplayState& state);
     [[nodiscard]] const DisplayState& state() const { return state_; }
-    /// Frames rendered so far (a frame that was not needed is not counted).
+    /// Frames rendered so far, whole or partial (a frame that was not needed is not counted).
     [[nodiscard]] long renderedFrames() const { return renderedFrames_; }
+    /// The widget area the last frame changed, in widget coordinates.
+    [[nodiscard]] const QRegion& lastChangedRegion() const { return lastChanged_; }
     /// Where the large digits sit, in widget coordinates.
     [[nodiscard]] QRectF timeRect() const;
 
@@ -36,15 +39,19 @@ protected:
 
 private:
     [[nodiscard]] DisplayGeometry geometry() const;
-    void invalidate();
+    /// Whether a frame drawn now could be seen.
+    [[nodiscard]] bool drawable() const;
+    /// Brings the renderer's frame up to date when it can be seen, and repaints what changed.
+    void redraw();
+    /// Brings the renderer's frame up to date; the changed area in widget coordinates.
+    QRegion drawFrame();
 
     UserUISettings& settings_;
     std::unique_ptr<DotMatrixRasterizer> rasterizer_;
     std::unique_ptr<DotMatrixDisplayRenderer> renderer_;
     DisplayState state_;
-    QImage frame_;
-    bool dirty_ = true;
     long renderedFrames_ = 0;
+    QRegion lastChanged_;
     Published<LCTheme>::Subscription themeWatch_;
     Published<double>::Subscription brightnessWatch_;
 };

@@ -79,6 +79,28 @@ TEST(QtMainThreadExecutor, DelayedWorkFromAnotherThreadRunsOnTheEventLoopInTheOr
     EXPECT_GE(firstAfter, std::chrono::milliseconds(50)) << "never before its time";
 }
 
+TEST(QtMainThreadExecutor, DelayedWorkFromTheMainThreadWaitsForItsTimeBehindWorkPostedAfterIt) {
+    int argc = 1;
+    char name[] = "tests";
+    char* argv[] = {name, nullptr};
+    QCoreApplication application(argc, argv);
+    QtMainThreadExecutor executor;
+    std::vector<int> order;
+    const auto start = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::duration delayedAfter{};
+    executor.postAfter(std::chrono::milliseconds(30), [&] {
+        delayedAfter = std::chrono::steady_clock::now() - start;
+        order.push_back(30);
+        QCoreApplication::exit(0);
+    });
+    executor.post([&] { order.push_back(0); });
+    EXPECT_TRUE(order.empty()) << "nothing runs inside the call";
+    QTimer::singleShot(20000, [] { QCoreApplication::exit(1); });
+    ASSERT_EQ(QCoreApplication::exec(), 0);
+    EXPECT_EQ(order, (std::vector<int>{0, 30}));
+    EXPECT_GE(delayedAfter, std::chrono::milliseconds(30)) << "never before its time";
+}
+
 TEST(QtMainThreadExecutor, DropsWorkWhenThereIsNoApplication) {
     ASSERT_EQ(QCoreApplication::instance(), nullptr);
     bool ran = false;
