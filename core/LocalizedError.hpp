@@ -24,6 +24,17 @@ public:
     [[nodiscard]] virtual std::optional<long> line() const { return std::nullopt; }
     /// The offending text, when there is one.
     [[nodiscard]] virtual std::optional<std::string> value() const { return std::nullopt; }
+
+    /// Writes the error to the console log as its domain shows it; by default the "! Error" line
+    /// of `LogEntry::error`.
+    virtual void log() const;
 };
+
+/// Logs `error` where it arises and throws it unchanged, so every refusal reaches the console
+/// once, in its domain's form, before any caller sees it.
+template <typename Error> [[noreturn]] void throwLogged(const Error& error) {
+    error.log();
+    throw error;
+}
 
 } // namespace lorvan

@@ -19,9 +19,7 @@ constexpr std::array<const char*, 14> releaseTypeTexts{
 };
 
 [[noreturn]] void fail(CueSheetError::Kind kind, std::optional<long> line, std::string_view value) {
-    CueSheetError error(kind, line, std::string(value));
-    error.log();
-    throw error;
+    throwLogged(CueSheetError(kind, line, std::string(value)));
 }
 
 /// The zone dates are stamped with: $TZ when set, else the system's zone, else UTC.

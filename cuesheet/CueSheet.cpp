@@ -1,6 +1,7 @@
 #include "cuesheet/CueSheet.hpp"
 
 #include "core/Checked.hpp"
+#include "core/CompactDisc.hpp"
 #include "core/LogEntry.hpp"
 #include "cuesheet/AudioDiscError.hpp"
 #include "cuesheet/CueSheetError.hpp"
@@ -16,14 +17,8 @@ namespace {
 
 using Kind = CueSheetError::Kind;
 
-constexpr std::int64_t framesPerMinute = 2'646'000;
-constexpr std::int64_t framesPerSecond = 44'100;
-constexpr std::int64_t framesPerSector = 588;
-
 [[noreturn]] void fail(Kind kind, std::optional<long> line, std::optional<std::string> value = std::nullopt) {
-    CueSheetError error(kind, line, std::move(value));
-    error.log();
-    throw error;
+    throwLogged(CueSheetError(kind, line, std::move(value)));
 }
 
 std::string twoDigits(long long number) {
@@ -258,9 +253,7 @@ private:
         if (*number < 0) fail(Kind::INDEX_InvalidNumber_Negative, line_, std::to_string(*number));
         if (*number == 0) {
             if (track_->fakePregap) {
-                AudioDiscError error(AudioDiscError::Kind::dummy);
-                LogEntry::error(error).print();
-                throw error;
+                throwLogged(AudioDiscError(AudioDiscError::Kind::dummy));
             }
             if (count > 1) fail(Kind::INDEX_Index00AfterOtherIndex, line_);
             if (filenames_.empty()) fail(Kind::INDEX_IndexBeforeAudioFile, line_);
@@ -479,7 +472,7 @@ std::int64_t CueSheet::parseIndexTime(std::string_view text, long line) {
     if (!inRange(seconds, 59) || !scanner.consume(':')) fail(Kind::INDEX_InvalidSecondValue, line, value);
     const auto sectors = scanner.scanInteger();
     if (!inRange(sectors, 74)) fail(Kind::INDEX_InvalidBlockValue, line, value);
-    return *minutes * framesPerMinute + *seconds * framesPerSecond + *sectors * framesPerSector;
+    return (*minutes * 60 + *seconds) * cdda::framesPerSecond + *sectors * cdda::framesPerSector;
 }
 
 const char* localizationKey(CueSheetTrack::PregapType type) {

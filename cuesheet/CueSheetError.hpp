@@ -75,7 +75,7 @@ public:
     [[nodiscard]] std::optional<std::string> value() const override { return value_; }
 
     /// Writes the error to the console log under "⁉️ Syntax Error" with its line and description.
-    void log() const;
+    void log() const override;
 
 private:
     Kind kind_;

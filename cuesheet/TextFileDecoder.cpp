@@ -85,9 +85,7 @@ Read readAll(const std::filesystem::path& path) {
 }
 
 [[noreturn]] void refuse(TextFileDecoderError::Kind kind, const Url& url) {
-    const TextFileDecoderError error(kind, url.lastPathComponent());
-    LogEntry::error(error).print();
-    throw error;
+    throwLogged(TextFileDecoderError(kind, url.lastPathComponent()));
 }
 
 } // namespace
@@ -184,9 +182,7 @@ std::string TextFileDecoder::decode(const Url& url) {
     // A file that cannot be read fails in every encoding.
     for (const auto& encoding : encodings)
         log("Unsucessfull decoding with", encoding.name);
-    CueSheetError error(CueSheetError::Kind::dummy);
-    error.log();
-    throw error;
+    throwLogged(CueSheetError(CueSheetError::Kind::dummy));
 }
 
 std::string TextFileDecoder::decode(std::string_view bytes, std::string_view fileName) {
@@ -201,9 +197,7 @@ std::string TextFileDecoder::decode(std::string_view bytes, std::string_view fil
         }
         log("Unsucessfull decoding with", encoding.name);
     }
-    CueSheetError error(CueSheetError::Kind::dummy);
-    error.log();
-    throw error;
+    throwLogged(CueSheetError(CueSheetError::Kind::dummy));
 }
 
 } // namespace lorvan

@@ -1,6 +1,7 @@
 #include "disc/AudioDisc.hpp"
 
 #include "core/Checked.hpp"
+#include "core/CompactDisc.hpp"
 #include "core/LogEntry.hpp"
 #include "cuesheet/AudioDiscError.hpp"
 #include "disc/LKOSStatus.hpp"
@@ -16,14 +17,6 @@ namespace lorvan {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::int64_t framesPerSector = 588;
-constexpr std::int64_t leadInSectors = 150;
-
-[[noreturn]] void throwLogged(const AudioDiscError& error) {
-    LogEntry::error(error).print();
-    throw error;
-}
 
 bool pathExists(const fs::path& path) {
     std::error_code error;
@@ -413,9 +406,10 @@ AudioDisc::computeOnlineID(const std::function<std::string(std::string_view)>& s
 
 std::vector<std::string> AudioDisc::tableOfContents(TOCMode mode, TrackLengthMode lengthMode) const {
     const std::int32_t rate =
-        canBeCDDA ? 44100 : static_cast<std::int32_t>(data->audioFiles().front()->fileFormat().sampleRate);
+        canBeCDDA ? static_cast<std::int32_t>(cdda::framesPerSecond)
+                  : static_cast<std::int32_t>(data->audioFiles().front()->fileFormat().sampleRate);
     const auto count = [this](std::int64_t frames) {
-        return Table::number(std::to_string(canBeCDDA ? frames / framesPerSector : frames));
+        return Table::number(std::to_string(canBeCDDA ? frames / cdda::framesPerSector : frames));
     };
     switch (mode) {
     case TOCMode::cues: {
@@ -449,7 +443,7 @@ std::vector<std::string> AudioDisc::tableOfContents(TOCMode mode, TrackLengthMod
         for (const AudioTrack& track : tracks) {
             const std::int64_t start = trackTableStartFrame(track);
             const std::int64_t length = trackLength(track, lengthMode);
-            const std::int64_t unit = canBeCDDA ? framesPerSector : 1;
+            const std::int64_t unit = canBeCDDA ? cdda::framesPerSector : 1;
             // The end is the track's last sector (or frame), as rippers list it.
             const std::int64_t endUnits = std::max<std::int64_t>(0, (start + length) / unit - 1);
             table.add({Table::number(formatted("%3lld", checkedAdd(track.index, 1L))), count(start),
@@ -472,8 +466,8 @@ std::vector<std::string> AudioDisc::tableOfContents(TOCMode mode, TrackLengthMod
         };
         for (const AudioTrack& track : tracks) {
             const std::int64_t start =
-                checkedAdd(trackTableStartFrame(track) / framesPerSector, leadInSectors);
-            const std::int64_t length = trackLength(track, lengthMode) / framesPerSector;
+                checkedAdd(trackTableStartFrame(track) / cdda::framesPerSector, cdda::leadInSectors);
+            const std::int64_t length = trackLength(track, lengthMode) / cdda::framesPerSector;
             table.add({Table::number(formatted("%3lld", checkedAdd(track.index, 1L))), cell(start),
                        cell(length), cell(checkedAdd(start, length))});
         }
@@ -502,13 +496,13 @@ std::optional<std::int64_t> AudioDisc::cueLastFrame(const Uuid& cueID) const {
 std::optional<std::int64_t> AudioDisc::cueKeySector(const Uuid& cueID) const {
     const auto position = cuePosition(cueID);
     if (!position || !canBeCDDA) return std::nullopt;
-    return cues[*position].keyFrame / framesPerSector;
+    return cues[*position].keyFrame / cdda::framesPerSector;
 }
 
 std::optional<std::int64_t> AudioDisc::cueLastSector(const Uuid& cueID) const {
     const auto last = cueLastFrame(cueID);
     if (!last || !canBeCDDA) return std::nullopt;
-    return (*last + 1) / framesPerSector - 1;
+    return (*last + 1) / cdda::framesPerSector - 1;
 }
 
 } // namespace lorvan

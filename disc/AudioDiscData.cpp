@@ -1,9 +1,9 @@
 #include "disc/AudioDiscData.hpp"
 
 #include "core/Checked.hpp"
+#include "core/CompactDisc.hpp"
 #include "core/ConsoleLog.hpp"
 #include "core/FatalError.hpp"
-#include "core/LogEntry.hpp"
 #include "cuesheet/AudioDiscError.hpp"
 #include "disc/AudioDiscDataError.hpp"
 
@@ -15,13 +15,6 @@
 
 namespace lorvan {
 namespace {
-
-constexpr std::int64_t framesPerSector = 588;
-
-[[noreturn]] void throwLogged(const AudioDiscDataError& error) {
-    LogEntry::error(error).print();
-    throw error;
-}
 
 std::unique_ptr<PCMBuffer> makeBuffer(const AudioFormat& format, std::uint32_t capacity) {
     try {
@@ -39,9 +32,7 @@ std::shared_ptr<AudioDiscData> AudioDiscData::create(const std::vector<Url>& url
                                                      std::uint32_t artificialPregapFrames,
                                                      const AudioFileOpener& open) {
     if (urls.empty()) {
-        const AudioDiscError error(AudioDiscError::Kind::dummy);
-        LogEntry::error(error).print();
-        throw error;
+        throwLogged(AudioDiscError(AudioDiscError::Kind::dummy));
     }
     std::vector<std::shared_ptr<AudioFile>> files;
     files.reserve(urls.size());
@@ -63,9 +54,7 @@ std::shared_ptr<AudioDiscData> AudioDiscData::create(std::vector<std::unique_ptr
 std::shared_ptr<AudioDiscData> AudioDiscData::checked(std::vector<std::shared_ptr<AudioFile>> files,
                                                       std::uint32_t artificialPregapFrames) {
     if (files.empty()) {
-        const AudioDiscError error(AudioDiscError::Kind::dummy);
-        LogEntry::error(error).print();
-        throw error;
+        throwLogged(AudioDiscError(AudioDiscError::Kind::dummy));
     }
     const AudioFile& reference = *files.front();
     const AudioFormat& expected = reference.fileFormat();
@@ -99,10 +88,10 @@ AudioDiscData::AudioDiscData(std::vector<std::shared_ptr<AudioFile>> files,
 
 bool AudioDiscData::canBeCDDA() const {
     const AudioFile& first = *audioFiles_.front();
-    if (first.fileFormat().sampleRate != 44100.0) return false;
+    if (first.fileFormat().sampleRate != static_cast<double>(cdda::framesPerSecond)) return false;
     if (first.bitDepth() != 16) return false;
     if (first.fileFormat().channelsPerFrame != 2) return false;
-    return totalFrameCount_ % framesPerSector == 0;
+    return totalFrameCount_ % cdda::framesPerSector == 0;
 }
 
 std::optional<AudioDiscData::FrameLocation> AudioDiscData::frameLocation(std::int64_t frame) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/CompactDisc.hpp"
 #include "core/LocalizedError.hpp"
 #include "timecode/TimecodeFormat.hpp"
 
@@ -81,9 +82,9 @@ enum class RateType : std::int32_t {
     n96k = 96000,
     n48k = 48000,
     /// Sample frames per second of disc audio.
-    cdda = 44100,
+    cdda = static_cast<std::int32_t>(lorvan::cdda::framesPerSecond),
     /// CD sectors per second.
-    cddaSector = 75,
+    cddaSector = static_cast<std::int32_t>(lorvan::cdda::sectorsPerSecond),
 };
 
 /// The named rate for `rawValue`, or none for any other number.
