@@ -17,6 +17,10 @@ extern "C" {
 #include <stdexcept>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace lorvan::platform {
 namespace {
 
@@ -230,12 +234,73 @@ namespace {
 
 constexpr const char* streamFunction = "AudioStreamWriter";
 
-template <typename Integer> Integer quantize(float sample, double steps) {
-    // Nearest step, then clip: floats decoded from integers map back to the same integers.
-    const double scaled = std::nearbyint(static_cast<double>(sample) * steps);
-    const double low = -steps;
-    const double high = steps - 1.0;
-    return static_cast<Integer>(scaled < low ? low : (scaled > high ? high : scaled));
+// Quantizing: the nearest step (ties to even), clipped to the format's range. Scaling by a power
+// of two is exact in float, so floats decoded from integers map back to the very same integers.
+// A NaN becomes the lowest step, alike on every path.
+float clip(float value, float low, float high) {
+    value = value > low ? value : low;
+    return value < high ? value : high;
+}
+
+std::int32_t nearest(float value) {
+#if defined(__SSE2__)
+    return _mm_cvtss_si32(_mm_set_ss(value)); // rounds to nearest even, as nearbyint does
+#else
+    return static_cast<std::int32_t>(std::nearbyint(value));
+#endif
+}
+
+std::int16_t sample16(float value) {
+    return static_cast<std::int16_t>(nearest(clip(value * 32768.0F, -32768.0F, 32767.0F)));
+}
+
+std::int32_t sample24(float value) {
+    return nearest(clip(value * 8388608.0F, -8388608.0F, 8388607.0F));
+}
+
+/// `frames` frames of `channels` planes from `offset` on, interleaved into `out` as 16-bit
+/// samples. Stereo, the common case, goes four frames at a time.
+void interleave16(const float* const* planes, std::size_t offset, std::size_t frames, int channels,
+                  std::int16_t* out) {
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    if (channels == 2) {
+        const float* left = planes[0] + offset;
+        const float* right = planes[1] + offset;
+        const __m128 scale = _mm_set1_ps(32768.0F);
+        const __m128 low = _mm_set1_ps(-32768.0F);
+        const __m128 high = _mm_set1_ps(32767.0F);
+        for (; i + 4 <= frames; i += 4) {
+            const __m128 l = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_loadu_ps(left + i), scale), low), high);
+            const __m128 r = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_loadu_ps(right + i), scale), low), high);
+            const __m128i li = _mm_cvtps_epi32(l);
+            const __m128i ri = _mm_cvtps_epi32(r);
+            const __m128i packed = _mm_packs_epi32(_mm_unpacklo_epi32(li, ri), _mm_unpackhi_epi32(li, ri));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 2 * i), packed);
+        }
+    }
+#endif
+    for (; i < frames; ++i)
+        for (int c = 0; c < channels; ++c)
+            out[i * static_cast<std::size_t>(channels) + static_cast<std::size_t>(c)] =
+                sample16(planes[c][offset + i]);
+}
+
+/// The same for 24-bit samples, each in 32 bits: in the top bits (`shift` 8, as FFmpeg's
+/// encoders take them) or the low ones.
+void interleave24(const float* const* planes, std::size_t offset, std::size_t frames, int channels,
+                  std::int32_t* out) {
+    for (std::size_t i = 0; i < frames; ++i)
+        for (int c = 0; c < channels; ++c)
+            out[i * static_cast<std::size_t>(channels) + static_cast<std::size_t>(c)] =
+                static_cast<std::int32_t>(static_cast<std::uint32_t>(sample24(planes[c][offset + i])) << 8U);
+}
+
+void interleaveFloat(const float* const* planes, std::size_t offset, std::size_t frames, int channels,
+                     float* out) {
+    for (std::size_t i = 0; i < frames; ++i)
+        for (int c = 0; c < channels; ++c)
+            out[i * static_cast<std::size_t>(channels) + static_cast<std::size_t>(c)] = planes[c][offset + i];
 }
 
 } // namespace
@@ -249,6 +314,10 @@ struct AudioStreamWriter::State {
     PCMSampleFormat format = PCMSampleFormat::s16;
     int frameSize = 4096;
     bool fixedFrames = false;
+    // WAVE: the interleaved samples are the packets, written straight to the muxer without
+    // going through an encoder that would only copy them once more.
+    bool rawPackets = false;
+    std::vector<std::uint8_t> packetBytes;
     std::int64_t pts = 0;
     std::int64_t written = 0;
     bool finished = false;
@@ -261,6 +330,49 @@ struct AudioStreamWriter::State {
 
     void drain() { drainPackets(out, stream, url, streamFunction); }
 
+    void writeRaw(const float* const* planes, std::size_t offset, int frames) {
+        const auto count = static_cast<std::size_t>(frames);
+        const auto samples = count * static_cast<std::size_t>(channels);
+        switch (format) {
+        case PCMSampleFormat::s16:
+            packetBytes.resize(samples * 2);
+            interleave16(planes, offset, count, channels,
+                         reinterpret_cast<std::int16_t*>(packetBytes.data()));
+            break;
+        case PCMSampleFormat::s24: {
+            // Three bytes a sample, little-endian, as the WAVE file holds them.
+            packetBytes.resize(samples * 4);
+            auto* wide = reinterpret_cast<std::int32_t*>(packetBytes.data());
+            interleave24(planes, offset, count, channels, wide);
+            for (std::size_t i = 0; i < samples; ++i) {
+                const auto value = static_cast<std::uint32_t>(wide[i]) >> 8U;
+                packetBytes[3 * i] = static_cast<std::uint8_t>(value);
+                packetBytes[3 * i + 1] = static_cast<std::uint8_t>(value >> 8U);
+                packetBytes[3 * i + 2] = static_cast<std::uint8_t>(value >> 16U);
+            }
+            packetBytes.resize(samples * 3);
+            break;
+        }
+        case PCMSampleFormat::f32:
+            packetBytes.resize(samples * 4);
+            interleaveFloat(planes, offset, count, channels, reinterpret_cast<float*>(packetBytes.data()));
+            break;
+        }
+        AVPacket* packet = out.packet;
+        av_packet_unref(packet);
+        packet->data = packetBytes.data();
+        packet->size = static_cast<int>(packetBytes.size());
+        packet->stream_index = stream->index;
+        packet->pts = packet->dts = av_rescale_q(pts, AVRational{1, sampleRate}, stream->time_base);
+        packet->duration = av_rescale_q(frames, AVRational{1, sampleRate}, stream->time_base);
+        const int status = av_write_frame(out.format, packet);
+        packet->data = nullptr;
+        packet->size = 0;
+        check(status, "ExtAudioFileWrite");
+        pts += frames;
+        written += frames;
+    }
+
     void encode(const float* const* planes, std::size_t offset, int frames) {
         av_frame_unref(out.frame);
         out.frame->format = out.codec->sample_fmt;
@@ -268,29 +380,20 @@ struct AudioStreamWriter::State {
         check(av_channel_layout_copy(&out.frame->ch_layout, &out.codec->ch_layout), "ExtAudioFileWrite");
         out.frame->nb_samples = frames;
         check(av_frame_get_buffer(out.frame, 0), "ExtAudioFileWrite");
-        const auto sampleFormat = static_cast<AVSampleFormat>(out.frame->format);
-        const bool planar = av_sample_fmt_is_planar(sampleFormat) != 0;
-        for (int c = 0; c < channels; ++c) {
-            const float* source = planes[c] + offset;
-            for (int i = 0; i < frames; ++i) {
-                const int plane = planar ? c : 0;
-                const int index = planar ? i : i * channels + c;
-                switch (format) {
-                case PCMSampleFormat::s16:
-                    reinterpret_cast<std::int16_t*>(out.frame->extended_data[plane])[index] =
-                        quantize<std::int16_t>(source[i], 32768.0);
-                    break;
-                case PCMSampleFormat::s24:
-                    // In the top bits of a 32-bit word, as FFmpeg expects.
-                    reinterpret_cast<std::int32_t*>(out.frame->extended_data[plane])[index] =
-                        static_cast<std::int32_t>(
-                            static_cast<std::uint32_t>(quantize<std::int32_t>(source[i], 8388608.0)) << 8U);
-                    break;
-                case PCMSampleFormat::f32:
-                    reinterpret_cast<float*>(out.frame->extended_data[plane])[index] = source[i];
-                    break;
-                }
-            }
+        // The encoders here (FLAC) take interleaved samples.
+        const auto count = static_cast<std::size_t>(frames);
+        switch (format) {
+        case PCMSampleFormat::s16:
+            interleave16(planes, offset, count, channels,
+                         reinterpret_cast<std::int16_t*>(out.frame->data[0]));
+            break;
+        case PCMSampleFormat::s24:
+            interleave24(planes, offset, count, channels,
+                         reinterpret_cast<std::int32_t*>(out.frame->data[0]));
+            break;
+        case PCMSampleFormat::f32:
+            interleaveFloat(planes, offset, count, channels, reinterpret_cast<float*>(out.frame->data[0]));
+            break;
         }
         out.frame->pts = pts;
         pts += frames;
@@ -372,6 +475,7 @@ AudioStreamWriter::AudioStreamWriter(const std::filesystem::path& path, AudioFil
         checkStatus(AVERROR(ENOMEM), "ExtAudioFileWrite", s.url, streamFunction);
     const bool variable = (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) != 0;
     s.fixedFrames = s.out.codec->frame_size > 0 && !variable;
+    s.rawPackets = encoding == AudioFileEncoding::wave;
     s.frameSize = s.fixedFrames ? s.out.codec->frame_size : 4096;
     s.pending.resize(static_cast<std::size_t>(channels));
 }
@@ -383,10 +487,15 @@ void AudioStreamWriter::write(const float* const* planes, int channels, std::uin
     if (s.finished) throw std::logic_error("AudioStreamWriter: write after finish");
     if (channels != s.channels) throw std::invalid_argument("AudioStreamWriter: wrong channel count");
     if (frames == 0) return;
-    if (!s.fixedFrames) {
+    if (s.rawPackets || !s.fixedFrames) {
+        // Bounded packets, whatever the caller hands over at once.
+        const std::uint32_t most = s.rawPackets ? 65536U : 4096U;
         for (std::uint32_t offset = 0; offset < frames;) {
-            const auto count = static_cast<int>(std::min<std::uint32_t>(frames - offset, 4096U));
-            s.encode(planes, offset, count);
+            const auto count = static_cast<int>(std::min<std::uint32_t>(frames - offset, most));
+            if (s.rawPackets)
+                s.writeRaw(planes, offset, count);
+            else
+                s.encode(planes, offset, count);
             offset += static_cast<std::uint32_t>(count);
         }
         return;
@@ -401,9 +510,11 @@ void AudioStreamWriter::finish() {
     State& s = *state_;
     if (s.finished) return;
     s.finished = true;
-    if (s.fixedFrames) s.encodePending(true);
-    s.check(avcodec_send_frame(s.out.codec, nullptr), "ExtAudioFileWrite");
-    s.drain();
+    if (!s.rawPackets) {
+        if (s.fixedFrames) s.encodePending(true);
+        s.check(avcodec_send_frame(s.out.codec, nullptr), "ExtAudioFileWrite");
+        s.drain();
+    }
     s.check(av_write_trailer(s.out.format), "ExtAudioFileWrite");
 }
 

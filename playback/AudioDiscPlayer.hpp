@@ -322,6 +322,10 @@ private:
     std::atomic<long> currentPlaybackSequenceIndex_{0};
     std::atomic<long> currentCueIndex_{0};
     std::atomic<bool> playbackIsResetting_{false};
+    // A reading or scheduling pass is queued and has not started yet: it will see whatever
+    // changes before it starts, so asking for another would only cost a hop and a wake-up.
+    std::atomic<bool> fillQueued_{false};
+    std::atomic<bool> scheduleQueued_{false};
     std::atomic<bool> discIsAcuratelyRipped_{false};
     std::atomic<PlaybackTimecodeMode> playbackTimecodeMode_{PlaybackTimecodeMode::trackElapsedTime};
 };

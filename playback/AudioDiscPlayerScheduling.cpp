@@ -76,9 +76,11 @@ void AudioDiscPlayer::fill() {
     // The bound is the last frame, not the end: a reading position on the very last frame
     // starts no pass.
     if (currentBufferingPosition() >= checkedSubtract(endFrame(*current), std::int64_t{1})) return;
+    if (fillQueued_.exchange(true)) return;
     populateDequeQueue_->async([weak = weak_from_this()] {
         auto self = weak.lock();
         if (!self) return;
+        self->fillQueued_.store(false);
         self->readAhead();
         release(self, *self->mainThread_);
     });
@@ -95,9 +97,11 @@ void AudioDiscPlayer::schedule() {
             static_cast<long>(deque_.size()) > readAheadLimit - 1)
             return;
     }
+    if (scheduleQueued_.exchange(true)) return;
     scheduleBufferQueue_->async([weak = weak_from_this()] {
         auto self = weak.lock();
         if (!self) return;
+        self->scheduleQueued_.store(false);
         self->scheduleBuffers();
         release(self, *self->mainThread_);
     });

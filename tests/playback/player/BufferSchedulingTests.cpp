@@ -98,6 +98,39 @@ TEST(BufferSchedulingTest, NewBuffersGoInFrontTheOldestAreScheduledFirstAndBothS
     EXPECT_EQ(h.player->currentBufferingPosition(), reading + 451 * 882);
 }
 
+TEST(BufferSchedulingTest, PassesAskedForBeforeTheQueuedOneStartsAreOneHopAndNoneIsLost) {
+    PlayerHarness h;
+    h.insert(makeDisc({2'000'000}, {{0, 0, 1}}));
+    h.player->seekToFrame(0, false);
+    h.pump();
+    ASSERT_EQ(h.player->currentlyScheduledBuffers(), AudioDiscPlayer::schedulingLimit);
+
+    // Twenty buffers consumed before the scheduler gets to run: one pass is queued, not twenty,
+    // and it tops the node up for all of them.
+    for (int i = 0; i < 20; ++i)
+        ASSERT_TRUE(h.node().consumeOne());
+    EXPECT_EQ(h.scheduler->pendingCount(), 1U);
+    EXPECT_EQ(h.scheduler->runAll(), 1U);
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), AudioDiscPlayer::schedulingLimit);
+    EXPECT_EQ(h.player->dequeCount(), AudioDiscPlayer::readAheadLimit - 20);
+
+    // The same for reading: one pass refills the deque however often it was asked for.
+    h.player->fill();
+    h.player->fill();
+    EXPECT_EQ(h.populate->pendingCount(), 1U);
+    EXPECT_EQ(h.populate->runAll(), 1U);
+    EXPECT_EQ(h.player->dequeCount(), AudioDiscPlayer::readAheadLimit);
+
+    // A pass asked for once the queued one has started is queued again, so nothing is missed.
+    ASSERT_TRUE(h.node().consumeOne());
+    EXPECT_EQ(h.scheduler->runAll(), 1U);
+    ASSERT_TRUE(h.node().consumeOne());
+    EXPECT_EQ(h.scheduler->pendingCount(), 1U);
+    h.pump();
+    EXPECT_EQ(h.player->currentlyScheduledBuffers(), AudioDiscPlayer::schedulingLimit);
+    EXPECT_EQ(h.player->dequeCount(), AudioDiscPlayer::readAheadLimit);
+}
+
 TEST(BufferSchedulingTest, SeekingWhileBuffersAreScheduledCountsNoFlushedBuffer) {
     PlayerHarness h;
     h.insert(makeDisc({2'000'000}, {{0, 0, 1}, {1'000'000, 1, 1}}));
