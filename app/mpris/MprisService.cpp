@@ -1,6 +1,7 @@
 #include "app/mpris/MprisService.hpp"
 
 #include "app/identity/Identity.hpp"
+#include "app/mpris/ArtworkCache.hpp"
 #include "app/mpris/MprisAdaptors.hpp"
 #include "app/mpris/MprisValues.hpp"
 #include "core/LogEntry.hpp"
@@ -132,6 +133,8 @@ MprisService::MprisService(PlaybackViewModel& viewModel, ApplicationActions acti
     watch(viewModel_.shuffle, {"Shuffle"});
     watch(viewModel_.rate, {"Rate"});
     watch(viewModel_.volume, {"Volume"});
+    subscriptions_.push_back(std::make_shared<Published<DiscSummary>::Subscription>(
+        viewModel_.disc.subscribe([this](const DiscSummary&) { embeddedArtwork_.clear(); })));
     subscriptions_.push_back(std::make_shared<Published<PlaybackProgress>::Subscription>(
         viewModel_.progress().progress.subscribe([this](const PlaybackProgress& progress) {
             if (progress.jumped) seeked_ = true;
@@ -289,11 +292,28 @@ QVariantMap MprisService::metadata() const {
     values.insert(QStringLiteral("xesam:trackNumber"), static_cast<int>(track.number));
     if (release && release->discNumber)
         values.insert(QStringLiteral("xesam:discNumber"), static_cast<int>(*release->discNumber));
-    if (disc.artworkPath)
+    // Media controls take a file: the disc's artwork file, else the picture in the track's file.
+    const std::optional<std::filesystem::path> art =
+        disc.artworkPath ? std::optional<std::filesystem::path>(*disc.artworkPath)
+                         : embeddedArtwork(*disc.disc, track.startFrame);
+    if (art)
         values.insert(
             QStringLiteral("mpris:artUrl"),
-            QUrl::fromLocalFile(QString::fromStdString(*disc.artworkPath)).toString(QUrl::FullyEncoded));
+            QUrl::fromLocalFile(QString::fromStdString(art->string())).toString(QUrl::FullyEncoded));
     return values;
+}
+
+std::optional<std::filesystem::path> MprisService::embeddedArtwork(const AudioDisc& disc,
+                                                                   std::int64_t frame) const {
+    if (!disc.data) return std::nullopt;
+    const auto location = disc.data->frameLocation(frame);
+    if (!location || location->fileIndex >= disc.data->audioFiles().size()) return std::nullopt;
+    const std::filesystem::path file = disc.data->audioFiles()[location->fileIndex]->url().path();
+    const auto [entry, added] = embeddedArtwork_.try_emplace(file);
+    if (added)
+        if (const auto picture = platform::readEmbeddedPicture(file))
+            entry->second = cachedPicture(*picture, artworkCacheDirectory());
+    return entry->second;
 }
 
 // MARK: Commands

@@ -10,7 +10,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace lorvan::mpris {
@@ -92,6 +94,10 @@ private:
     [[nodiscard]] QString openUri(const QString& uri);
 
     [[nodiscard]] QString currentTrackPath() const;
+    /// The picture embedded in the file that holds `frame`, kept in the artwork cache; read
+    /// once per file and disc.
+    [[nodiscard]] std::optional<std::filesystem::path> embeddedArtwork(const AudioDisc& disc,
+                                                                       std::int64_t frame) const;
     void seekInTrack(std::int64_t frames);
     /// Marks properties to announce with the next publication's `updated`.
     void touch(const QStringList& properties);
@@ -106,6 +112,9 @@ private:
     QStringList changed_;
     /// The view model published a jump since the last announcement.
     bool seeked_ = false;
+    /// The cached picture of each audio file of the disc asked about so far, none for a file
+    /// without one: the tags are read once, not on every request for the metadata.
+    mutable std::map<std::filesystem::path, std::optional<std::filesystem::path>> embeddedArtwork_;
     std::vector<std::shared_ptr<void>> subscriptions_;
 };
 

@@ -21,8 +21,10 @@
 
 #include <QDBusMetaType>
 #include <QUrl>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace lorvan {
 namespace {
@@ -261,6 +263,50 @@ TEST_F(MprisServiceTest, StatusAndMetadataFollowTheTrackWithLengthsFromFirstCueT
     EXPECT_EQ(getPlayer(QStringLiteral("Metadata")).out, QStringLiteral("(<@a{sv} {}>,)"));
     EXPECT_EQ(getPlayer(QStringLiteral("CanPlay")).out, QStringLiteral("(<false>,)"));
     EXPECT_EQ(playerctl({QStringLiteral("status")}).out, QStringLiteral("Stopped"));
+}
+
+TEST_F(MprisServiceTest, APictureInsideTheTracksFileIsKeptInTheCacheForMediaControls) {
+    // Disc B: one file per track, no artwork file; only the first file holds a picture.
+    const std::filesystem::path discB = directory.path() / "b";
+    ASSERT_EQ(test::runProcess(LORVAN_CLI, "demo --split --dir " + test::shellQuoted(discB)).status, 0);
+    std::filesystem::remove(discB / "cover.png");
+    const std::filesystem::path first = discB / "01 Morning Arpeggios.flac";
+    const std::filesystem::path picture = directory.path() / "picture.png";
+    const std::filesystem::path pictured = directory.path() / "pictured.flac";
+    for (const std::string& arguments :
+         {"-f lavfi -i color=red:s=8x8 -frames:v 1 " + test::shellQuoted(picture),
+          "-i " + test::shellQuoted(first) + " -i " + test::shellQuoted(picture) +
+              " -map 0:a -map 1:v -c copy -disposition:v attached_pic " + test::shellQuoted(pictured)}) {
+        const auto made = test::runProcess("ffmpeg", "-v error -y " + arguments, "", true);
+        ASSERT_EQ(made.status, 0) << made.out;
+    }
+    std::filesystem::rename(pictured, first);
+    const std::filesystem::path cache = directory.path() / "cache";
+    qputenv("XDG_CACHE_HOME", QByteArray::fromStdString(cache.string()));
+    player->load(AudioDisc::fromCueSheet(CueSheet(Url::fileURL(discB / "Lorvan Demo.cue")),
+                                         platform::audioDiscServices()),
+                 false);
+    settle();
+
+    const QString art = playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}).out;
+    const std::filesystem::path kept = QUrl(art).toLocalFile().toStdString();
+    EXPECT_EQ(kept.parent_path(), cache / "lorvan" / "artwork") << art.toStdString();
+    EXPECT_EQ(kept.extension(), ".png");
+    std::ifstream keptFile(kept, std::ios::binary), pictureFile(picture, std::ios::binary);
+    std::ostringstream keptBytes, pictureBytes;
+    keptBytes << keptFile.rdbuf();
+    pictureBytes << pictureFile.rdbuf();
+    EXPECT_FALSE(pictureBytes.str().empty());
+    EXPECT_EQ(keptBytes.str(), pictureBytes.str());
+    EXPECT_EQ(playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}).out, art);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(kept.parent_path()), {}), 1)
+        << "one file per picture";
+
+    player->goToTrack(1, 1, false);
+    settle();
+    EXPECT_EQ(playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}).out, QString())
+        << "track 2's file has no picture";
+    qunsetenv("XDG_CACHE_HOME");
 }
 
 TEST_F(MprisServiceTest, TransportMethodsActOnlyWhereTheyMeanSomething) {
