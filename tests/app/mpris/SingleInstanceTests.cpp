@@ -13,6 +13,7 @@
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iostream>
 #include <thread>
 
 namespace lorvan {
@@ -177,6 +178,11 @@ protected:
         std::filesystem::permissions(directory.path() / "runtime", std::filesystem::perms::owner_all);
     }
     void TearDown() override {
+        // What the instances logged, for a failure's reader.
+        if (HasFailure())
+            for (const char* log : {"first.log", "third.log"})
+                std::cerr << "--- " << log << "\n"
+                          << test::runProcess("cat", test::shellQuoted(directory.path() / log)).out;
         for (QProcess* process : {&first, &third}) {
             if (process->state() == QProcess::NotRunning) continue;
             process->kill();
@@ -226,9 +232,11 @@ protected:
 };
 
 TEST_F(SecondLaunchTest, ASecondLorvanHandsItsDiscAndActionsToTheRunningOneAndNewInstanceRunsBeside) {
+    first.setStandardOutputFile(path("first.log"));
+    third.setStandardOutputFile(path("third.log"));
     start(first, {path("a") + QStringLiteral("/Lorvan Demo.cue")});
     ASSERT_TRUE(eventually([] { return hasOwner(QStringLiteral("app.lorvan.Lorvan")); }))
-        << first.readAll().toStdString();
+        << "no application id";
     const QString coverA = QUrl::fromLocalFile(path("a") + QStringLiteral("/cover.png")).toString();
     ASSERT_TRUE(eventually([&] {
         return playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}) == coverA;
@@ -264,7 +272,7 @@ TEST_F(SecondLaunchTest, ASecondLorvanHandsItsDiscAndActionsToTheRunningOneAndNe
     start(third, {QStringLiteral("--new-instance")});
     const QString thirdName =
         QStringLiteral("org.mpris.MediaPlayer2.lorvan.instance") + QString::number(third.processId());
-    EXPECT_TRUE(eventually([&] { return hasOwner(thirdName); })) << third.readAll().toStdString();
+    EXPECT_TRUE(eventually([&] { return hasOwner(thirdName); }));
     EXPECT_EQ(third.state(), QProcess::Running);
 
     // Media controls quit the first; the application id is free again.
