@@ -4,6 +4,8 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <cmath>
+#include <cstdio>
+#include <ctime>
 
 namespace lorvan::window {
 
@@ -76,6 +78,24 @@ QRectF DisplayView::timeRect() const {
             (layout.time.width() + layout.timeLabel.width() + 2) * dot, layout.time.height() * dot};
 }
 
+namespace {
+
+/// bench/window/measure-window sets LORVAN_TRACE_FIRST_FRAME to time a start: when the first
+/// frame showing a disc's title has been painted, the wall clock and the CPU time the process
+/// has used so far go to standard error.
+void traceFirstDiscFrame(const DisplayState& state) {
+    static bool pending = qEnvironmentVariableIsSet("LORVAN_TRACE_FIRST_FRAME");
+    if (!pending || state.title.empty() || !state.statusLeft.starts_with("TRACK")) return;
+    pending = false;
+    timespec now{}, cpu{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu);
+    std::fprintf(stderr, "first frame showing a disc at %lld.%09ld after %lld.%09ld s of CPU\n",
+                 static_cast<long long>(now.tv_sec), now.tv_nsec, static_cast<long long>(cpu.tv_sec), cpu.tv_nsec);
+}
+
+} // namespace
+
 void DisplayView::paintEvent(QPaintEvent* event) {
     // After being hidden, minimised or resized the frame may be behind; otherwise this is a no-op.
     const QRegion changed = drawFrame();
@@ -92,6 +112,7 @@ void DisplayView::paintEvent(QPaintEvent* event) {
         const QRectF source(rect.x() * scale, rect.y() * scale, rect.width() * scale, rect.height() * scale);
         painter.drawImage(QRectF(rect), frame, source);
     }
+    traceFirstDiscFrame(state_);
 }
 
 void DisplayView::mousePressEvent(QMouseEvent* event) {

@@ -1,11 +1,15 @@
 #include "app/window/Icons.hpp"
 
 #include <QGuiApplication>
+#include <QIconEngine>
 #include <QImage>
 #include <QPainter>
 #include <QPalette>
 #include <QPixmap>
 #include <QSvgRenderer>
+#include <algorithm>
+#include <map>
+#include <utility>
 
 namespace lorvan {
 namespace {
@@ -93,28 +97,64 @@ QString themeIconName(ActionIcon icon) {
     return QString::fromLatin1(names(icon).theme);
 }
 
-QIcon fallbackActionIcon(ActionIcon icon) {
-    QSvgRenderer svg(QStringLiteral(":/lorvan/icons/%1.svg").arg(QLatin1String(names(icon).fallback)));
-    const QPalette palette = QGuiApplication::palette();
-    QIcon result;
-    // Sizes for menus, buttons and toolbars at scale 1 and 2.
-    for (int size : {16, 22, 24, 32, 44, 48, 64}) {
-        result.addPixmap(tinted(svg, size, palette.color(QPalette::Active, QPalette::WindowText)),
-                         QIcon::Normal);
-        result.addPixmap(tinted(svg, size, palette.color(QPalette::Active, QPalette::WindowText)),
-                         QIcon::Active);
-        result.addPixmap(tinted(svg, size, palette.color(QPalette::Disabled, QPalette::WindowText)),
-                         QIcon::Disabled);
-        result.addPixmap(tinted(svg, size, palette.color(QPalette::Active, QPalette::HighlightedText)),
-                         QIcon::Selected);
+namespace {
+
+/// Lorvan's own drawing, tinted for each mode with the application palette's colours when a size
+/// is first asked for: a menu or button draws one or two of the many sizes and modes an icon
+/// could be shown in, so nothing is drawn for the others, nor before the icon is first seen.
+class TintedSvgIconEngine final : public QIconEngine {
+public:
+    explicit TintedSvgIconEngine(QString file)
+        : file_(std::move(file)) {}
+
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
+        const qreal scale = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
+        QPixmap drawn = pixmap(rect.size() * scale, mode, state);
+        drawn.setDevicePixelRatio(scale);
+        painter->drawPixmap(rect, drawn);
     }
-    return result;
+
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State) override {
+        const int side = std::max(1, std::min(size.width(), size.height()));
+        const auto key = std::pair(side, static_cast<int>(mode));
+        if (const auto found = drawn_.find(key); found != drawn_.end()) return found->second;
+        const QPalette palette = QGuiApplication::palette();
+        const QColor color = mode == QIcon::Disabled ? palette.color(QPalette::Disabled, QPalette::WindowText)
+                             : mode == QIcon::Selected
+                                 ? palette.color(QPalette::Active, QPalette::HighlightedText)
+                                 : palette.color(QPalette::Active, QPalette::WindowText);
+        QSvgRenderer svg(file_);
+        return drawn_[key] = tinted(svg, side, color);
+    }
+
+    [[nodiscard]] QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override {
+        // For menus, buttons and toolbars at scale 1 and 2; any other size is drawn as asked.
+        return {{16, 16}, {22, 22}, {24, 24}, {32, 32}, {44, 44}, {48, 48}, {64, 64}};
+    }
+    [[nodiscard]] bool isNull() override { return false; }
+    [[nodiscard]] QIconEngine* clone() const override { return new TintedSvgIconEngine(*this); }
+    [[nodiscard]] QString key() const override { return QStringLiteral("lorvan-tinted-svg"); }
+
+private:
+    QString file_;
+    std::map<std::pair<int, int>, QPixmap> drawn_;
+};
+
+} // namespace
+
+QIcon fallbackActionIcon(ActionIcon icon) {
+    return QIcon(new TintedSvgIconEngine(
+        QStringLiteral(":/lorvan/icons/%1.svg").arg(QLatin1String(names(icon).fallback))));
 }
 
 QIcon actionIcon(ActionIcon icon) {
     const QString name = themeIconName(icon);
     if (!name.isEmpty() && QIcon::hasThemeIcon(name)) return QIcon::fromTheme(name);
-    return fallbackActionIcon(icon);
+    // Made once per process and drawn as sizes are asked for: play and pause take turns on the
+    // same action all the time.
+    static std::map<ActionIcon, QIcon> made;
+    const auto found = made.find(icon);
+    return found != made.end() ? found->second : made[icon] = fallbackActionIcon(icon);
 }
 
 } // namespace lorvan
