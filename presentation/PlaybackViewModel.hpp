@@ -18,8 +18,8 @@ struct TrackSummary {
     std::string title;
     /// The track's performers, else the disc's, joined with ", ".
     std::string performer;
-    /// From INDEX 01 to the next track's INDEX 01 (the last track runs to the end of the disc):
-    /// the span over which the remaining track time counts down.
+    /// From INDEX 01 to the next track's first cue, its INDEX 00 when it has a pregap (the last
+    /// track runs to the end of the disc): with the pregaps, the tracks add up to the disc.
     std::int64_t lengthFrames = 0;
     /// From INDEX 00 to INDEX 01; 0 without a pregap.
     std::int64_t pregapFrames = 0;

@@ -28,10 +28,7 @@ void TrackListModel::setPlayingTrack(std::optional<long> track) {
 
 std::int64_t TrackListModel::lengthFrames(long row) const {
     if (row < 0 || static_cast<std::size_t>(row) >= tracks_.size()) return 0;
-    const auto at = static_cast<std::size_t>(row);
-    // The summary's length reaches the next track's INDEX 01; its pregap is that track's own row.
-    const std::int64_t nextPregap = at + 1 < tracks_.size() ? tracks_[at + 1].pregapFrames : 0;
-    return tracks_[at].lengthFrames - nextPregap;
+    return tracks_[static_cast<std::size_t>(row)].lengthFrames;
 }
 
 int TrackListModel::rowCount(const QModelIndex& parent) const {

@@ -199,6 +199,30 @@ TEST(MainWindowTest, ClickingTheTimeCyclesItsModeAndDoubleClickingATrackPlaysIt)
     EXPECT_EQ(f.window->trackList().index(2, 0).data().toString(), QStringLiteral("\u25B6"));
 }
 
+// Each row's length runs to the next track's INDEX 00 and its pregap stands beside it, only
+// where the track has one: the rows add up to the disc, no second counted twice.
+TEST(MainWindowTest, TrackLengthsAndPregapsAddUpToTheDisc) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
+    const window::TrackListModel& list = f.window->trackList();
+    const DiscSummary& disc = f.viewModel->disc.value();
+    ASSERT_EQ(list.rowCount(), 3);
+    std::int64_t sum = 0;
+    for (int row = 0; row < list.rowCount(); ++row)
+        sum += list.lengthFrames(row) + disc.tracks[static_cast<std::size_t>(row)].pregapFrames;
+    EXPECT_EQ(sum, disc.totalFrames);
+    // The demo: a 2 s pregap before track 1, INDEX 00 of track 2 at 0:09 and its INDEX 01 at
+    // 0:10, track 3 from 0:20 to the end at 0:30.
+    const auto text = [&](int row, int column) { return list.index(row, column).data().toString(); };
+    EXPECT_EQ(text(0, window::TrackListModel::length), "0:09");
+    EXPECT_EQ(text(0, window::TrackListModel::pregap), "0:02");
+    EXPECT_EQ(text(1, window::TrackListModel::length), "0:10");
+    EXPECT_EQ(text(1, window::TrackListModel::pregap), "0:01");
+    EXPECT_EQ(text(2, window::TrackListModel::length), "0:10");
+    EXPECT_EQ(text(2, window::TrackListModel::pregap), "") << "no pregap, nothing shown";
+}
+
 TEST(MainWindowTest, ThemesAndBrightnessPersistAndRepaint) {
     WindowFixture f;
     f.window->show();
