@@ -95,6 +95,11 @@ protected:
     }
     [[nodiscard]] const PlaybackProgress& progress() const { return viewModel->progress().progress.value(); }
     [[nodiscard]] DisplayState display() const { return displayState(*viewModel); }
+    /// The status line, the time and its label, as in "TRACK 02 INDEX 00 -0:01 PREGAP".
+    [[nodiscard]] std::string screen() const {
+        const DisplayState shown = display();
+        return shown.statusLeft + " " + shown.statusRight + " " + shown.time + " " + shown.timeLabel;
+    }
 
     test::TemporaryDirectory directory;
     std::shared_ptr<ManualSerialQueue> reader = std::make_shared<ManualSerialQueue>();
@@ -191,13 +196,10 @@ TEST_F(PlaybackViewModelTest, ThePregapCountsUpToIndex01WithNegativeTimesAndInde
     // Steady play across track 1's end into track 2's pregap, then across INDEX 01.
     player->seekToFrame(track2Pregap - 2 * buffer, false);
     settle();
-    EXPECT_EQ(display().statusLeft, "TRACK 01");
-    EXPECT_EQ(display().statusRight, "INDEX 01");
-
     play(1);
     settle();
     EXPECT_EQ(progress().trackElapsedFrames, track2Pregap - buffer - track1);
-    EXPECT_EQ(display().time, "0:08");
+    EXPECT_EQ(screen(), "TRACK 01 INDEX 01 0:08 TRACK");
 
     // The first frame of the pregap: the time is already track 2's, counted from its INDEX 01.
     play(1);
@@ -207,27 +209,19 @@ TEST_F(PlaybackViewModelTest, ThePregapCountsUpToIndex01WithNegativeTimesAndInde
     EXPECT_EQ(viewModel->currentChapter.value(), 0);
     EXPECT_EQ(progress().trackElapsedFrames, -44100);
     EXPECT_EQ(progress().trackRemainingFrames, 0) << "the player's pregap countdown starts at 0";
-    EXPECT_EQ(display().statusLeft, "TRACK 02");
-    EXPECT_EQ(display().statusRight, "INDEX 00");
-    EXPECT_EQ(display().time, "-0:01");
-    EXPECT_EQ(display().timeLabel, "PREGAP");
+    EXPECT_EQ(screen(), "TRACK 02 INDEX 00 -0:01 PREGAP");
 
     // One buffer before INDEX 01 the time is still negative, though under a second.
     play(49);
     settle();
     EXPECT_EQ(progress().trackElapsedFrames, -buffer);
-    EXPECT_EQ(display().time, "-0:00");
-    EXPECT_EQ(display().statusRight, "INDEX 00");
-    EXPECT_EQ(display().timeLabel, "PREGAP");
+    EXPECT_EQ(screen(), "TRACK 02 INDEX 00 -0:00 PREGAP");
 
     play(1);
     settle();
     EXPECT_EQ(progress().discFramePosition, track2);
     EXPECT_EQ(progress().trackElapsedFrames, 0);
-    EXPECT_EQ(display().time, "0:00");
-    EXPECT_EQ(display().statusLeft, "TRACK 02");
-    EXPECT_EQ(display().statusRight, "INDEX 01");
-    EXPECT_EQ(display().timeLabel, "TRACK");
+    EXPECT_EQ(screen(), "TRACK 02 INDEX 01 0:00 TRACK");
 }
 
 TEST_F(PlaybackViewModelTest, TheFourModesShowThePlayersTimesTruncatedToTheSecond) {
@@ -242,16 +236,15 @@ TEST_F(PlaybackViewModelTest, TheFourModesShowThePlayersTimesTruncatedToTheSecon
                      static_cast<double>(track2 + 66150) / static_cast<double>(discEnd));
     EXPECT_DOUBLE_EQ(progress().seconds(progress().trackElapsedFrames), 1.5);
 
-    for (const auto& [mode, time, label] : std::vector<std::tuple<Mode, std::string, std::string>>{
-             {Mode::trackRemainingTime, "-0:08", "TRACK REMAIN"},
-             {Mode::discElapsedTime, "0:11", "DISC"},
-             {Mode::discRemainingTime, "-0:18", "DISC REMAIN"},
-             {Mode::trackElapsedTime, "0:01", "TRACK"}}) {
+    for (const auto& [mode, shown] :
+         std::vector<std::pair<Mode, std::string>>{{Mode::trackRemainingTime, "-0:08 TRACK REMAIN"},
+                                                   {Mode::discElapsedTime, "0:11 DISC"},
+                                                   {Mode::discRemainingTime, "-0:18 DISC REMAIN"},
+                                                   {Mode::trackElapsedTime, "0:01 TRACK"}}) {
         player->setPlaybackTimecodeMode(mode);
         settle();
         EXPECT_EQ(viewModel->timecodeMode.value(), mode);
-        EXPECT_EQ(display().time, time);
-        EXPECT_EQ(display().timeLabel, label);
+        EXPECT_EQ(screen(), "TRACK 02 INDEX 01 " + shown);
     }
 
     // In the first track's artificial pregap the disc's own time is negative too.
@@ -260,9 +253,7 @@ TEST_F(PlaybackViewModelTest, TheFourModesShowThePlayersTimesTruncatedToTheSecon
     settle();
     EXPECT_EQ(progress().discFramePosition, 0);
     EXPECT_EQ(progress().discElapsedFrames, -track1);
-    EXPECT_EQ(display().time, "-0:02");
-    EXPECT_EQ(display().timeLabel, "DISC") << "the disc's time is shown, not the track's pregap";
-    EXPECT_EQ(display().statusRight, "INDEX 00");
+    EXPECT_EQ(screen(), "TRACK 01 INDEX 00 -0:02 DISC") << "the disc's time is shown, not the track's pregap";
 }
 
 TEST_F(PlaybackViewModelTest, TheDiscItsTracksAndTheDisplaysTextsComeFromTheInsertedDisc) {
@@ -288,18 +279,14 @@ TEST_F(PlaybackViewModelTest, TheDiscItsTracksAndTheDisplaysTextsComeFromTheInse
     EXPECT_EQ(viewModel->state.value(), State::stopped);
     EXPECT_EQ(viewModel->currentTrackIndex.value(), 0);
     EXPECT_EQ(viewModel->currentChapter.value(), std::nullopt);
-    EXPECT_EQ(display().statusLeft, "TRACK 01");
-    EXPECT_EQ(display().statusRight, "INDEX 01");
-    EXPECT_EQ(display().time, "0:00");
+    EXPECT_EQ(screen(), "TRACK 01 INDEX 01 0:00 TRACK");
     EXPECT_EQ(display().title, "Morning Arpeggios");
     EXPECT_EQ(display().subtitle, "The Lorvan Ensemble \u00B7 Lorvan Demo Disc");
     EXPECT_EQ(display().cueMarkers, markers);
 
     player->goToTrack(2, 2, false);
     settle();
-    EXPECT_EQ(display().statusLeft, "TRACK 03");
-    EXPECT_EQ(display().statusRight, "INDEX 02");
-    EXPECT_EQ(display().time, "0:05");
+    EXPECT_EQ(screen(), "TRACK 03 INDEX 02 0:05 TRACK");
     EXPECT_EQ(display().title, "Two Moods");
     EXPECT_EQ(viewModel->state.value(), State::playing);
 

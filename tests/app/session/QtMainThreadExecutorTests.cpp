@@ -11,12 +11,17 @@
 namespace lorvan {
 namespace {
 
-TEST(QtMainThreadExecutor, RunsWorkFromEveryThreadOnTheEventLoopInPostingOrder) {
+/// An event loop to post to, one for each test; the last test runs without one.
+class QtMainThreadExecutorTest : public testing::Test {
+protected:
     int argc = 1;
-    char name[] = "tests";
-    char* argv[] = {name, nullptr};
-    QCoreApplication application(argc, argv);
+    char name[6] = "tests";
+    char* argv[2] = {name, nullptr};
+    QCoreApplication application{argc, argv};
     QtMainThreadExecutor executor;
+};
+
+TEST_F(QtMainThreadExecutorTest, RunsWorkFromEveryThreadOnTheEventLoopInPostingOrder) {
 
     constexpr int threads = 4;
     constexpr int perThread = 2000;
@@ -48,57 +53,38 @@ TEST(QtMainThreadExecutor, RunsWorkFromEveryThreadOnTheEventLoopInPostingOrder) 
     }
 }
 
-TEST(QtMainThreadExecutor, DelayedWorkFromAnotherThreadRunsOnTheEventLoopInTheOrderOfItsTimes) {
-    int argc = 1;
-    char name[] = "tests";
-    char* argv[] = {name, nullptr};
-    QCoreApplication application(argc, argv);
-    QtMainThreadExecutor executor;
+// Delayed work posted from this thread waits behind work posted after it; delayed work posted from
+// another thread runs here too, each item in the order of its time and never before it.
+TEST_F(QtMainThreadExecutorTest, DelayedWorkFromAnyThreadRunsOnTheEventLoopInTheOrderOfItsTimes) {
+    using std::chrono::milliseconds;
     const auto mainThread = std::this_thread::get_id();
     std::vector<int> order;
     bool onMain = true;
     const auto start = std::chrono::steady_clock::now();
-    std::chrono::steady_clock::duration firstAfter{};
+    std::vector<std::chrono::steady_clock::duration> ranAfter;
+    const auto delayed = [&](int delay) {
+        return [&, delay] {
+            onMain = onMain && std::this_thread::get_id() == mainThread;
+            ranAfter.push_back(std::chrono::steady_clock::now() - start);
+            order.push_back(delay);
+            if (delay == 200) QCoreApplication::exit(0);
+        };
+    };
+    executor.postAfter(milliseconds(30), delayed(30));
+    executor.post([&] { order.push_back(0); });
+    EXPECT_TRUE(order.empty()) << "nothing runs inside the call";
     std::thread poster([&] {
-        executor.postAfter(std::chrono::milliseconds(200), [&] {
-            onMain = onMain && std::this_thread::get_id() == mainThread;
-            order.push_back(200);
-            QCoreApplication::exit(0);
-        });
-        executor.postAfter(std::chrono::milliseconds(50), [&] {
-            onMain = onMain && std::this_thread::get_id() == mainThread;
-            firstAfter = std::chrono::steady_clock::now() - start;
-            order.push_back(50);
-        });
+        executor.postAfter(milliseconds(200), delayed(200));
+        executor.postAfter(milliseconds(50), delayed(50));
     });
     poster.join();
     QTimer::singleShot(20000, [] { QCoreApplication::exit(1); });
     ASSERT_EQ(QCoreApplication::exec(), 0);
     EXPECT_TRUE(onMain);
-    EXPECT_EQ(order, (std::vector<int>{50, 200}));
-    EXPECT_GE(firstAfter, std::chrono::milliseconds(50)) << "never before its time";
-}
-
-TEST(QtMainThreadExecutor, DelayedWorkFromTheMainThreadWaitsForItsTimeBehindWorkPostedAfterIt) {
-    int argc = 1;
-    char name[] = "tests";
-    char* argv[] = {name, nullptr};
-    QCoreApplication application(argc, argv);
-    QtMainThreadExecutor executor;
-    std::vector<int> order;
-    const auto start = std::chrono::steady_clock::now();
-    std::chrono::steady_clock::duration delayedAfter{};
-    executor.postAfter(std::chrono::milliseconds(30), [&] {
-        delayedAfter = std::chrono::steady_clock::now() - start;
-        order.push_back(30);
-        QCoreApplication::exit(0);
-    });
-    executor.post([&] { order.push_back(0); });
-    EXPECT_TRUE(order.empty()) << "nothing runs inside the call";
-    QTimer::singleShot(20000, [] { QCoreApplication::exit(1); });
-    ASSERT_EQ(QCoreApplication::exec(), 0);
-    EXPECT_EQ(order, (std::vector<int>{0, 30}));
-    EXPECT_GE(delayedAfter, std::chrono::milliseconds(30)) << "never before its time";
+    EXPECT_EQ(order, (std::vector<int>{0, 30, 50, 200}));
+    ASSERT_EQ(ranAfter.size(), 3U);
+    EXPECT_GE(ranAfter[0], milliseconds(30)) << "never before its time";
+    EXPECT_GE(ranAfter[1], milliseconds(50));
 }
 
 TEST(QtMainThreadExecutor, DropsWorkWhenThereIsNoApplication) {
