@@ -2,6 +2,7 @@
 
 #include "core/ConsoleLog.hpp"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <random>
@@ -44,6 +45,12 @@ std::vector<std::string> CapturedLog::lines() const {
 
 bool CapturedLog::contains(std::string_view fragment) const {
     return text().find(fragment) != std::string::npos;
+}
+
+std::size_t CapturedLog::count(std::string_view fragment) const {
+    const auto all = lines();
+    return static_cast<std::size_t>(std::ranges::count_if(
+        all, [&](const std::string& line) { return line.find(fragment) != std::string::npos; }));
 }
 
 TemporaryDirectory::TemporaryDirectory() {

@@ -21,6 +21,8 @@ public:
     [[nodiscard]] std::string text() const;
     [[nodiscard]] std::vector<std::string> lines() const;
     [[nodiscard]] bool contains(std::string_view fragment) const;
+    /// How many lines hold `fragment`.
+    [[nodiscard]] std::size_t count(std::string_view fragment) const;
 
 private:
     std::FILE* file_;
