@@ -10,30 +10,28 @@
 namespace lorvan {
 namespace {
 
-TEST(UserUISettings, StartsWithTheDefaultsOfTheDisplay) {
-    InMemoryUserDefaults defaults;
-    const UserUISettings settings(defaults);
-    EXPECT_EQ(settings.font.value()->name(), "PxPlus_IBM_VGA_9x16_Lorvan");
-    EXPECT_EQ(settings.theme.value(), themeOf(LCBuiltInTheme::vhs));
-    EXPECT_EQ(settings.selectedBuiltInTheme(), LCBuiltInTheme::vhs);
-    EXPECT_EQ(settings.brightness.value(), 1.0);
-    EXPECT_FALSE(defaults.string("selectedTheme")) << "restoring writes nothing";
-}
+TEST(UserUISettings, StartsWithTheDefaultsAndRestoresTheStoredThemeByExactName) {
+    InMemoryUserDefaults empty;
+    const UserUISettings fresh(empty);
+    EXPECT_EQ(fresh.font.value()->name(), "PxPlus_IBM_VGA_9x16_Lorvan");
+    EXPECT_EQ(fresh.brightness.value(), 1.0);
+    EXPECT_FALSE(empty.string("selectedTheme")) << "restoring writes nothing";
 
-TEST(UserUISettings, RestoresTheStoredThemeByExactName) {
-    // Anything but an exact name falls back to VHS.
-    for (const auto& [stored, expected] : {std::pair{"LCD Newton", LCBuiltInTheme::lcdNewton},
-                                           {"Apple ][", LCBuiltInTheme::appleII},
-                                           {"Winamp", LCBuiltInTheme::winamp},
-                                           {"lcd newton", LCBuiltInTheme::vhs},
-                                           {"Amber ", LCBuiltInTheme::vhs},
-                                           {"Solarized", LCBuiltInTheme::vhs},
-                                           {"", LCBuiltInTheme::vhs}}) {
+    // Nothing stored, or anything but an exact name, falls back to VHS.
+    for (const auto& [stored, expected] : std::vector<std::pair<std::optional<std::string>, LCBuiltInTheme>>{
+             {std::nullopt, LCBuiltInTheme::vhs},
+             {"LCD Newton", LCBuiltInTheme::lcdNewton},
+             {"Apple ][", LCBuiltInTheme::appleII},
+             {"Winamp", LCBuiltInTheme::winamp},
+             {"lcd newton", LCBuiltInTheme::vhs},
+             {"Amber ", LCBuiltInTheme::vhs},
+             {"Solarized", LCBuiltInTheme::vhs},
+             {"", LCBuiltInTheme::vhs}}) {
         InMemoryUserDefaults defaults;
-        defaults.setString("selectedTheme", stored);
+        if (stored) defaults.setString("selectedTheme", *stored);
         const UserUISettings settings(defaults);
-        EXPECT_EQ(settings.theme.value(), themeOf(expected)) << stored;
-        EXPECT_EQ(settings.selectedBuiltInTheme(), expected) << stored;
+        EXPECT_EQ(settings.theme.value(), themeOf(expected)) << stored.value_or("nothing");
+        EXPECT_EQ(settings.selectedBuiltInTheme(), expected) << stored.value_or("nothing");
     }
 }
 
