@@ -238,6 +238,12 @@ protected:
             return !lines.empty() && lines[0].find(text) != std::string::npos;
         });
     }
+    /// Whether the cursor was shown again after the last screen drawn. What the job wrote
+    /// before it stopped or exited may reach the terminal's other side a moment later.
+    static bool cursorShownAfterLastScreen(const TerminalJob& job) {
+        const auto last = job.output.rfind("\x1b[J");
+        return last != std::string::npos && job.output.find("\x1b[?25h", last) != std::string::npos;
+    }
     test::TemporaryDirectory directory;
 };
 
@@ -250,7 +256,7 @@ TEST_F(PlayOnTerminal, CtrlZGivesTheTerminalBackAndFgTakesItAgainWhileBgLeavesIt
     const auto stopped = job.nextEvent();
     ASSERT_TRUE(stopped && WIFSTOPPED(*stopped)) << job.output;
     EXPECT_TRUE(job.lineEditing()) << "the shell gets its terminal back while the job is stopped";
-    EXPECT_THAT(job.output.substr(job.output.rfind("\x1b[J")), HasSubstr("\x1b[?25h")) << "and its cursor";
+    EXPECT_TRUE(job.waitUntil([&] { return cursorShownAfterLastScreen(job); })) << "and its cursor";
 
     // bg: the job plays on without the terminal; taking it from the background would stop the
     // job again (and change the shell's terminal under it).
@@ -280,7 +286,7 @@ TEST_F(PlayOnTerminal, CtrlBackslashRestoresTheTerminalAndExitsWithTheSignalsNum
     job.type("\x1c"); // Ctrl-\ sends SIGQUIT
     EXPECT_EQ(job.exitStatus(), 128 + SIGQUIT) << "exited by itself, not killed with a core dump";
     EXPECT_TRUE(job.lineEditing());
-    EXPECT_THAT(job.output.substr(job.output.rfind("\x1b[J")), HasSubstr("\x1b[?25h"));
+    EXPECT_TRUE(job.waitUntil([&] { return cursorShownAfterLastScreen(job); }));
 }
 
 TEST_F(PlayOnTerminal, StartedInTheBackgroundItPlaysAsAScriptsRunWithoutTouchingTheTerminal) {
@@ -288,7 +294,9 @@ TEST_F(PlayOnTerminal, StartedInTheBackgroundItPlaysAsAScriptsRunWithoutTouching
     TerminalJob job({"play", cueSheet(), "--output", "null", "--rate", "4"}, config(), 80, 24, false);
     const auto status = job.exitStatus(40s);
     EXPECT_EQ(status, 0) << "a job stopped for taking the terminal never ends: " << job.output;
-    EXPECT_THAT(job.output, HasSubstr("New audio disc from cue sheet")) << "the log, as without a terminal";
+    EXPECT_TRUE(job.waitUntil(
+        [&] { return job.output.find("New audio disc from cue sheet") != std::string::npos; }, 5s))
+        << "the log, as without a terminal";
     EXPECT_THAT(job.output, Not(HasSubstr("\x1b[2J")));
     EXPECT_TRUE(job.lineEditing());
 }
