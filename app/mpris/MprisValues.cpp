@@ -29,8 +29,7 @@ std::string trackObjectPath(const Uuid& discID, long trackNumber) {
 }
 
 std::optional<TrackSpan> trackSpan(const DiscSummary& disc, long trackIndex) {
-    if (!disc.disc || trackIndex < 0 || static_cast<std::size_t>(trackIndex) >= disc.tracks.size())
-        return std::nullopt;
+    if (trackIndex < 0 || static_cast<std::size_t>(trackIndex) >= disc.tracks.size()) return std::nullopt;
     const auto at = static_cast<std::size_t>(trackIndex);
     const std::int64_t first = firstCue(disc.tracks[at]);
     const std::int64_t end = at + 1 < disc.tracks.size() ? firstCue(disc.tracks[at + 1]) : disc.totalFrames;

@@ -23,7 +23,8 @@ struct TrackSpan {
     std::int64_t lengthFrames = 0;
 };
 
-/// The span of track `trackIndex` of `disc`; none without a disc or for an index it does not have.
+/// The span of track `trackIndex` of `disc`; none for an index it does not have (a summary
+/// without a disc has no tracks).
 [[nodiscard]] std::optional<TrackSpan> trackSpan(const DiscSummary& disc, long trackIndex);
 
 /// Frames into the current track's span for `progress`: the track's elapsed time plus its
