@@ -137,7 +137,7 @@ TEST_F(SingleInstanceTest, TheInterfaceAnswersOtherClientsAndRefusesWhatItCannot
 
     const test::ClientRun web =
         call(QStringLiteral("Open"),
-             {QStringLiteral("['https://example.org/disc.cue']"), QStringLiteral("@a{sv} {}")});
+             {QStringLiteral("['sftp:/music/disc.cue']"), QStringLiteral("@a{sv} {}")});
     EXPECT_NE(web.status, 0);
     EXPECT_THAT(web.err.toStdString(), HasSubstr("Only file URIs can be opened"));
     const test::ClientRun unknown =
