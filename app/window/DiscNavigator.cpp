@@ -143,8 +143,7 @@ double DiscNavigator::xOfFrame(std::int64_t frame) const {
     return NavigatorGeometry::xOfFrame(frame, disc_->data->totalFrameCount(), bar.left(), bar.width());
 }
 
-void DiscNavigator::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
+void DiscNavigator::paintBar(QPainter& painter, double playedFraction, bool hovered) const {
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF bar = barRect();
     QPainterPath clip;
@@ -164,7 +163,7 @@ void DiscNavigator::paintEvent(QPaintEvent*) {
     // The played part.
     QColor played = colors_.accent;
     played.setAlphaF(0.35F);
-    painter.fillRect(QRectF(bar.left(), bar.top(), position_ * bar.width(), bar.height()), played);
+    painter.fillRect(QRectF(bar.left(), bar.top(), playedFraction * bar.width(), bar.height()), played);
     // Pregaps: hatched from INDEX 00 to INDEX 01.
     QColor pregap = colors_.secondary;
     pregap.setAlphaF(0.35F);
@@ -178,7 +177,7 @@ void DiscNavigator::paintEvent(QPaintEvent*) {
                 QBrush(pregap, Qt::BDiagPattern));
     }
     // Hovered track segment.
-    if (hover_) {
+    if (hovered && hover_) {
         const std::int64_t frame = NavigatorGeometry::frameAtFraction(*hover_, total);
         if (const auto place = NavigatorGeometry::placeAt(*disc_, frame)) {
             const AudioTrack& track = disc_->tracks[static_cast<std::size_t>(place->track)];
@@ -205,8 +204,47 @@ void DiscNavigator::paintEvent(QPaintEvent*) {
     painter.setPen(QPen(colors_.bodyEdge, 1));
     painter.setBrush(Qt::NoBrush);
     painter.drawPath(clip);
-    // The position: a small lit cap over a line.
+}
+
+void DiscNavigator::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const QRectF bar = barRect();
     const double x = bar.left() + position_ * bar.width();
+    if (!disc_ || hover_) {
+        paintBar(painter, position_, true);
+    } else {
+        // While the music moves the cursor, the bar is two pictures made once per size, theme
+        // and disc, all played and all to come, cut where the cursor stands.
+        const qreal scale = devicePixelRatioF();
+        const LayerKey key{size(),
+                           scale,
+                           disc_.get(),
+                           colors_.accent.rgba(),
+                           colors_.well.rgba(),
+                           colors_.secondary.rgba(),
+                           colors_.body.rgba(),
+                           colors_.primary.rgba(),
+                           colors_.bodyEdge.rgba()};
+        if (!(key == layerKey_) || layers_[0].isNull()) {
+            for (int played = 0; played < 2; ++played) {
+                QPixmap layer(size() * scale);
+                layer.setDevicePixelRatio(scale);
+                layer.fill(Qt::transparent);
+                QPainter layerPainter(&layer);
+                paintBar(layerPainter, played, false);
+                layers_[static_cast<std::size_t>(played)] = layer;
+            }
+            layerKey_ = key;
+        }
+        const int cut = static_cast<int>(std::lround(x * scale));
+        const int full = static_cast<int>(std::lround(width() * scale));
+        const int tall = static_cast<int>(std::lround(height() * scale));
+        painter.drawPixmap(QRectF(0, 0, cut / scale, height()), layers_[1], QRectF(0, 0, cut, tall));
+        painter.drawPixmap(QRectF(cut / scale, 0, (full - cut) / scale, height()), layers_[0],
+                           QRectF(cut, 0, full - cut, tall));
+    }
+    painter.setRenderHint(QPainter::Antialiasing);
+    // The position: a small lit cap over a line.
     painter.setPen(QPen(colors_.accent, 2));
     painter.drawLine(QPointF(x, bar.top() - 3), QPointF(x, bar.bottom() + 3));
     painter.setPen(Qt::NoPen);

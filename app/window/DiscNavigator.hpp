@@ -3,7 +3,9 @@
 #include "ThemeColors.hpp"
 #include "disc/AudioDisc.hpp"
 
+#include <QPixmap>
 #include <QWidget>
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -68,12 +70,26 @@ protected:
 
 private:
     void seekTo(double x);
+    /// Everything but the cursor, with `playedFraction` (0...1) of the disc lit as played.
+    void paintBar(QPainter& painter, double playedFraction, bool hovered) const;
+
+    /// What the two cached pictures of the bar were made for.
+    struct LayerKey {
+        QSize size;
+        qreal scale = 0;
+        const AudioDisc* disc = nullptr;
+        QRgb accent = 0, well = 0, secondary = 0, body = 0, primary = 0, edge = 0;
+        friend bool operator==(const LayerKey&, const LayerKey&) = default;
+    };
 
     std::shared_ptr<const AudioDisc> disc_;
     double position_ = 0;
     std::optional<double> hover_;
     bool dragging_ = false;
     ThemeColors colors_;
+    LayerKey layerKey_;
+    /// The bar all to come and all played.
+    std::array<QPixmap, 2> layers_;
 };
 
 } // namespace lorvan::window

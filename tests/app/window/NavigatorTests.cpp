@@ -94,5 +94,35 @@ TEST(DiscNavigatorTest, ClicksSeekExactlyToTrackAndPregapBoundariesOfTheDemoDisc
         }
 }
 
+// The played part is lit up to the cursor and no further, wherever the music has moved it.
+TEST(DiscNavigatorTest, ThePlayedPartEndsAtTheCursor) {
+    WindowFixture f;
+    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.settle();
+    f.trigger("playPause");
+    f.window->resize(600, 512);
+    f.window->show();
+    window::DiscNavigator& navigator = f.window->navigator();
+    const QRectF bar = navigator.barRect();
+    // Inside track 2, away from every tick and pregap of the demo disc.
+    const auto colourAt = [&](double fraction) {
+        const QImage image = navigator.grab().toImage();
+        return image.pixelColor(static_cast<int>(bar.left() + fraction * bar.width()),
+                                static_cast<int>(bar.center().y()));
+    };
+    navigator.setPosition(0.0);
+    const QColor toCome = colourAt(0.45);
+    EXPECT_EQ(colourAt(0.55), toCome);
+    navigator.setPosition(0.5);
+    const QColor played = colourAt(0.45);
+    EXPECT_NE(played, toCome) << "lit as played";
+    EXPECT_EQ(colourAt(0.55), toCome) << "past the cursor";
+    navigator.setPosition(0.6);
+    EXPECT_EQ(colourAt(0.55), played) << "passed by the cursor";
+    EXPECT_EQ(colourAt(0.45), played);
+    navigator.setPosition(0.4);
+    EXPECT_EQ(colourAt(0.45), toCome) << "a seek back leaves it to come again";
+}
+
 } // namespace
 } // namespace lorvan::test
