@@ -7,8 +7,6 @@ find_program(GZIP gzip REQUIRED)
 file(MAKE_DIRECTORY "${WORK_DIR}")
 get_filename_component(program_name "${PROGRAM}" NAME)
 
-# Without a display: a program with a window still answers --help.
-set(ENV{QT_QPA_PLATFORM} offscreen)
 execute_process(COMMAND "${PROGRAM}" --help OUTPUT_VARIABLE help RESULT_VARIABLE failed)
 if(failed)
     message(FATAL_ERROR "${PROGRAM} --help failed: ${failed}")

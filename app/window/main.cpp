@@ -16,7 +16,11 @@
 #include <QCommandLineParser>
 #include <QTimer>
 #include <QWindow>
+#include <algorithm>
+#include <array>
 #include <cstdio>
+#include <memory>
+#include <string_view>
 
 int main(int argc, char* argv[]) {
     // The console log goes to standard output line by line, so that a terminal or a script
@@ -30,7 +34,24 @@ int main(int argc, char* argv[]) {
     QApplication::setOrganizationName(text(identity::appName));
     QApplication::setApplicationVersion(text(identity::version()));
     QApplication::setDesktopFileName(text(identity::appId));
-    QApplication application(argc, argv);
+    // Asked only for its help or version (by a terminal, or help2man at build time), lorvan
+    // answers without a display: the window system is not even connected.
+    const std::array<std::string_view, 5> answeredWithoutWindow{"-h", "--help", "--help-all", "-v",
+                                                                "--version"};
+    const bool onlyAsking = std::any_of(argv + 1, argv + argc, [&](const char* argument) {
+        return std::ranges::find(answeredWithoutWindow, argument) != answeredWithoutWindow.end();
+    });
+    if (!onlyAsking && qEnvironmentVariableIsEmpty("DISPLAY") &&
+        qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        // Qt would abort with a core dump; a user at a bare terminal deserves a sentence.
+        std::fprintf(stderr,
+                     "lorvan: no display to open the window on (DISPLAY and WAYLAND_DISPLAY are not set); "
+                     "lorvan-cli play PATH plays a disc in a terminal\n");
+        return 1;
+    }
+    const std::unique_ptr<QCoreApplication> application = onlyAsking
+                                                              ? std::make_unique<QCoreApplication>(argc, argv)
+                                                              : std::make_unique<QApplication>(argc, argv);
     // First, so that the Console Log window shows the whole run.
     ConsoleLogRecord consoleLog;
 
@@ -55,7 +76,7 @@ int main(int argc, char* argv[]) {
         QStringLiteral("new-instance"),
         QStringLiteral("Run beside the running Lorvan instead of handing it the disc"));
     parser.addOption(newInstance);
-    parser.process(application);
+    parser.process(*application);
     const QString outputChoice = parser.value(output);
     if (outputChoice != QLatin1String("device") && outputChoice != QLatin1String("null")) {
         std::fprintf(stderr, "lorvan: --output: device or null\n");
