@@ -85,17 +85,27 @@ template <typename T> bool assign(Published<T>& published, T value) {
 
 /// What the player's callbacks share with the view model. The callbacks, from any thread, only
 /// note that something changed; the main thread then publishes, paced by a gate that stays
-/// closed for one interval after each publication.
+/// closed for one interval after each publication: `publicationInterval`, or
+/// `steadyPositionInterval` after a publication that only moved the position on with the music.
+/// A change of anything else while that longer gate is closed shortens it again.
 struct PlaybackViewModel::Inbox : std::enable_shared_from_this<PlaybackViewModel::Inbox> {
     explicit Inbox(std::shared_ptr<MainThreadExecutor> executor)
         : mainThread(std::move(executor)) {}
 
-    /// Any thread.
-    void changed(bool jump) {
+    /// Any thread. `steady`: only the position moved on with the music.
+    void changed(bool jump, bool steady) {
         std::lock_guard lock(mutex);
         pending = true;
         jumped = jumped || jump;
-        if (gateClosed || flushPosted) return;
+        urgent = urgent || !steady;
+        if (flushPosted) return;
+        if (gateClosed) {
+            if (!steady && longGate) {
+                longGate = false;
+                reopenAfter(publicationInterval, gateGeneration);
+            }
+            return;
+        }
         flushPosted = true;
         // Weakly: the executor holds its work and the inbox holds the executor.
         mainThread->post([weak = weak_from_this()] {
@@ -106,32 +116,39 @@ struct PlaybackViewModel::Inbox : std::enable_shared_from_this<PlaybackViewModel
     /// Main thread.
     void flush() {
         bool jump = false;
+        bool wasUrgent = false;
         {
             std::lock_guard lock(mutex);
             flushPosted = false;
             if (!pending || gateClosed) return;
             pending = false;
             jump = std::exchange(jumped, false);
+            wasUrgent = std::exchange(urgent, false);
         }
         // Cleared before reading the player: a change it makes while this runs notes itself again.
         if (owner == nullptr || !owner->publish(jump)) return;
-        {
-            std::lock_guard lock(mutex);
-            gateClosed = true;
-        }
-        mainThread->postAfter(publicationInterval, [weak = weak_from_this()] {
-            if (const auto self = weak.lock()) self->reopen();
-        });
+        std::lock_guard lock(mutex);
+        gateClosed = true;
+        longGate = !wasUrgent;
+        reopenAfter(longGate ? steadyPositionInterval : publicationInterval, ++gateGeneration);
     }
 
-    /// Main thread.
-    void reopen() {
+    /// Main thread. A gate closed again since `generation` has a timer of its own.
+    void reopen(std::uint64_t generation) {
         {
             std::lock_guard lock(mutex);
+            if (generation != gateGeneration) return;
             gateClosed = false;
             if (!pending || flushPosted) return;
         }
         flush();
+    }
+
+    /// With `mutex` held.
+    void reopenAfter(std::chrono::milliseconds delay, std::uint64_t generation) {
+        mainThread->postAfter(delay, [weak = weak_from_this(), generation] {
+            if (const auto self = weak.lock()) self->reopen(generation);
+        });
     }
 
     const std::shared_ptr<MainThreadExecutor> mainThread;
@@ -141,8 +158,13 @@ struct PlaybackViewModel::Inbox : std::enable_shared_from_this<PlaybackViewModel
     std::mutex mutex;
     bool pending = false;
     bool jumped = false;
+    /// Something besides a steady position change is pending.
+    bool urgent = false;
     bool flushPosted = false;
     bool gateClosed = false;
+    /// The gate closed for `steadyPositionInterval`, and nothing urgent has shortened it yet.
+    bool longGate = false;
+    std::uint64_t gateGeneration = 0;
 };
 
 // MARK: - View model
@@ -154,7 +176,7 @@ PlaybackViewModel::PlaybackViewModel(const std::shared_ptr<AudioDiscPlayer>& pla
     inbox_->owner = this;
     if (!player) return;
     takeCallbacks(*player);
-    inbox_->changed(false);
+    inbox_->changed(false, false);
 }
 
 PlaybackViewModel::~PlaybackViewModel() {
@@ -176,14 +198,14 @@ bool PlaybackViewModel::changesPending() const {
 
 void PlaybackViewModel::takeCallbacks(AudioDiscPlayer& player) {
     const std::weak_ptr<Inbox> weak = inbox_;
-    const auto note = [weak](bool jump) {
-        if (const auto inbox = weak.lock()) inbox->changed(jump);
+    const auto note = [weak](bool jump, bool steady = false) {
+        if (const auto inbox = weak.lock()) inbox->changed(jump, steady);
     };
     player.onPlayerStateChanged = [note](State) { note(false); };
     player.onCurrentTrackIndexChanged = [note](std::optional<long>) { note(false); };
     player.onCurrentChapterChanged = [note](std::optional<long>) { note(false); };
     player.onPositionsChanged = [note](bool seeking, bool, double, std::int64_t, std::int64_t, std::int64_t,
-                                       std::int64_t, std::int64_t) { note(seeking); };
+                                       std::int64_t, std::int64_t) { note(seeking, !seeking); };
     player.onRepeatModeChanged = [note](RepeatMode) { note(false); };
     player.onShuffleChanged = [note](bool) { note(false); };
     player.onNewBeatModeChanged = [note](bool) { note(false); };

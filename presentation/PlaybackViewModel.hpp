@@ -77,7 +77,7 @@ struct PlaybackProgress {
 
 class PlaybackViewModel;
 
-/// The position of the player, republished at most once per `PlaybackViewModel::publicationInterval`.
+/// The position of the player, republished as `PlaybackViewModel` paces its publications.
 ///
 /// Threading: main thread only. Every value is set on the main thread by the owning
 /// `PlaybackViewModel`; observers run there.
@@ -105,8 +105,9 @@ private:
 /// the main thread. The player reports positions, tracks and chapters from the engine's
 /// completion thread while it plays; those reports only note that something changed. The
 /// values are then read from the player and published on the main thread, together and in the
-/// order declared below, at most once per `publicationInterval`: many reports within one
-/// interval give one publication carrying the newest values. A publication sets only the
+/// order declared below, at most once per `publicationInterval` (once per
+/// `steadyPositionInterval` while only the position moves on with the music): many reports
+/// within one interval give one publication carrying the newest values. A publication sets only the
 /// values that changed, and while nothing changes nothing is published and no timer runs.
 /// An observer that needs several values consistent with each other subscribes to `updated`,
 /// which is set last in each publication that changed anything.
@@ -119,8 +120,12 @@ public:
     using RepeatMode = AudioDiscPlayer::RepeatMode;
     using TimecodeMode = AudioDiscPlayer::PlaybackTimecodeMode;
 
-    /// About 30 publications a second: the display's frame rate.
+    /// About 30 publications a second: the display's frame rate, at which the meters move.
     static constexpr std::chrono::milliseconds publicationInterval{33};
+    /// While nothing but the position moves on with the music, 10 publications a second: the
+    /// shown seconds turn over on time to a tenth, and on a real disc the navigator's cursor
+    /// moves a pixel every few seconds anyway; each publication costs every face a wake-up.
+    static constexpr std::chrono::milliseconds steadyPositionInterval{100};
 
     /// Takes the player's callbacks; the player's current state follows in the first publication.
     PlaybackViewModel(const std::shared_ptr<AudioDiscPlayer>& player,

@@ -128,8 +128,8 @@ TEST_F(PlaybackViewModelTest,
 
     play(5);
     pump();
-    mainThread->advance(PlaybackViewModel::publicationInterval - 1ms);
-    EXPECT_EQ(published.size(), 1u) << "five completions inside the interval wait for its end";
+    mainThread->advance(PlaybackViewModel::steadyPositionInterval - 1ms);
+    EXPECT_EQ(published.size(), 1u) << "steady play waits the longer interval, and five completions one";
     mainThread->advance(1ms);
     ASSERT_EQ(published.size(), 2u);
     EXPECT_EQ(published.back().discFramePosition, track1 + 6 * buffer)
@@ -137,12 +137,24 @@ TEST_F(PlaybackViewModelTest,
     EXPECT_EQ(player->discFramePosition(), track1 + 6 * buffer);
     EXPECT_FALSE(published.back().jumped) << "steady play is no jump";
 
+    // Anything besides the position shortens the longer interval again: the repeat button
+    // answers within a display frame, carrying the position that moved on meanwhile.
+    play(1);
+    player->setRepeatMode(RepeatMode::disc);
+    pump();
+    mainThread->advance(PlaybackViewModel::publicationInterval - 1ms);
+    EXPECT_EQ(published.size(), 2u);
+    mainThread->advance(1ms);
+    ASSERT_EQ(published.size(), 3u);
+    EXPECT_EQ(viewModel->repeatMode.value(), RepeatMode::disc);
+    EXPECT_EQ(published.back().discFramePosition, track1 + 7 * buffer);
+
     // Nothing changes while the output pulls nothing: one last look at the gate, then no timer.
-    mainThread->advance(PlaybackViewModel::publicationInterval);
+    mainThread->advance(PlaybackViewModel::steadyPositionInterval);
     EXPECT_EQ(mainThread->delayedCount(), 0u);
     const int updatesBefore = updates;
     mainThread->advance(10s);
-    EXPECT_EQ(published.size(), 2u);
+    EXPECT_EQ(published.size(), 3u);
     EXPECT_EQ(updates, updatesBefore);
 
     // Paused: the meters fall and the state changes once, and then nothing ticks.
