@@ -6,14 +6,9 @@
 // A buffer is 882 frames, so track 2's one-second pregap is exactly 50 buffers.
 
 #include "core/ConsoleLog.hpp"
-#include "cuesheet/CueSheet.hpp"
-#include "platform/PlatformDiscServices.hpp"
-#include "platform/SoxrResampler.hpp"
-#include "playback/BuiltInOutputs.hpp"
-#include "playback/GraphAudioEngine.hpp"
-#include "playback/ManualExecutors.hpp"
 #include "presentation/PlaybackDisplayState.hpp"
 #include "presentation/PlaybackViewModel.hpp"
+#include "support/PlayerRig.hpp"
 #include "support/TestSupport.hpp"
 
 #include <chrono>
@@ -46,53 +41,15 @@ protected:
     void SetUp() override {
         const auto made = test::runProcess(LORVAN_CLI, "demo --dir " + test::shellQuoted(directory.path()));
         ASSERT_EQ(made.status, 0) << made.out;
-        auto owned = std::make_unique<ManualAudioOutput>();
-        output = owned.get();
-        auto engine = std::make_shared<GraphAudioEngine>(std::move(owned), platform::soxrResamplerFactory());
-        node = &engine->playerNode();
-        player = AudioDiscPlayer::create(
-            {engine, reader, scheduler, mainThread, std::make_shared<InMemoryUserDefaults>(), {}});
-        viewModel.emplace(player, mainThread);
         progressSubscription = viewModel->progress().progress.subscribe(
             [this](const PlaybackProgress& progress) { published.push_back(progress); });
         updatesSubscription = viewModel->updated.subscribe([this](std::uint64_t) { ++updates; });
-        player->load(AudioDisc::fromCueSheet(CueSheet(Url::fileURL(directory.path() / "Lorvan Demo.cue")),
-                                             platform::audioDiscServices()),
-                     false);
-        settle();
-    }
-    void TearDown() override {
-        if (player) player->insertDisc(std::nullopt);
-        pump();
+        rig.load(directory.path() / "Lorvan Demo.cue");
     }
 
-    /// Runs the reader, the scheduler and the main thread until none has anything left to do now.
-    void pump() {
-        while (reader->runAll() + scheduler->runAll() + mainThread->runAll() > 0) {
-        }
-    }
-    /// Pumps and lets the clock run past every pending publication, so the next change
-    /// publishes at once.
-    void settle() {
-        pump();
-        for (int round = 0; round < 100 && mainThread->delayedCount() > 0; ++round) {
-            mainThread->advance(PlaybackViewModel::publicationInterval);
-            pump();
-        }
-        ASSERT_EQ(mainThread->delayedCount(), 0u);
-    }
-    /// The output plays `buffers` buffers; returns once the completion thread has handled them,
-    /// without running the main thread.
-    void play(long buffers) {
-        while (reader->runAll() + scheduler->runAll() > 0) {
-        }
-        const std::size_t before = node->pendingCount();
-        ASSERT_GE(before, static_cast<std::size_t>(buffers));
-        (void)output->pull(static_cast<std::uint32_t>(buffers * buffer));
-        const auto giveUp = std::chrono::steady_clock::now() + 30s;
-        while (node->pendingCount() > before - static_cast<std::size_t>(buffers))
-            ASSERT_LT(std::chrono::steady_clock::now(), giveUp) << "the completions never ran";
-    }
+    void pump() { rig.pump(); }
+    void settle() { rig.settle(); }
+    void play(long buffers) { rig.play(buffers); }
     [[nodiscard]] const PlaybackProgress& progress() const { return viewModel->progress().progress.value(); }
     [[nodiscard]] DisplayState display() const { return displayState(*viewModel); }
     /// The status line, the time and its label, as in "TRACK 02 INDEX 00 -0:01 PREGAP".
@@ -102,13 +59,11 @@ protected:
     }
 
     test::TemporaryDirectory directory;
-    std::shared_ptr<ManualSerialQueue> reader = std::make_shared<ManualSerialQueue>();
-    std::shared_ptr<ManualSerialQueue> scheduler = std::make_shared<ManualSerialQueue>();
-    std::shared_ptr<ManualMainThreadExecutor> mainThread = std::make_shared<ManualMainThreadExecutor>();
-    ManualAudioOutput* output = nullptr;
-    GraphPlayerNode* node = nullptr;
-    std::shared_ptr<AudioDiscPlayer> player;
-    std::optional<PlaybackViewModel> viewModel;
+    test::PlayerRig rig;
+    std::shared_ptr<ManualMainThreadExecutor>& mainThread = rig.mainThread;
+    ManualAudioOutput*& output = rig.output;
+    std::shared_ptr<AudioDiscPlayer>& player = rig.player;
+    std::optional<PlaybackViewModel>& viewModel = rig.viewModel;
     Published<PlaybackProgress>::Subscription progressSubscription;
     Published<std::uint64_t>::Subscription updatesSubscription;
     std::vector<PlaybackProgress> published;

@@ -2,12 +2,7 @@
 // executors and the manual output, over the demo disc written by lorvan-cli.
 
 #include "app/cli/TerminalStatus.hpp"
-#include "cuesheet/CueSheet.hpp"
-#include "platform/PlatformDiscServices.hpp"
-#include "platform/SoxrResampler.hpp"
-#include "playback/BuiltInOutputs.hpp"
-#include "playback/GraphAudioEngine.hpp"
-#include "playback/ManualExecutors.hpp"
+#include "support/PlayerRig.hpp"
 #include "support/TestSupport.hpp"
 
 #include <algorithm>
@@ -25,33 +20,11 @@ protected:
     void SetUp() override {
         const auto made = test::runProcess(LORVAN_CLI, "demo --dir " + test::shellQuoted(directory.path()));
         ASSERT_EQ(made.status, 0) << made.out;
-        auto engine = std::make_shared<GraphAudioEngine>(std::make_unique<ManualAudioOutput>(),
-                                                         platform::soxrResamplerFactory());
-        player = AudioDiscPlayer::create(
-            {engine, reader, scheduler, mainThread, std::make_shared<InMemoryUserDefaults>(), {}});
-        viewModel.emplace(player, mainThread);
-        player->load(AudioDisc::fromCueSheet(CueSheet(Url::fileURL(directory.path() / "Lorvan Demo.cue")),
-                                             platform::audioDiscServices()),
-                     false);
+        rig.load(directory.path() / "Lorvan Demo.cue");
         keys.emplace(*player);
     }
-    void TearDown() override {
-        if (player) player->insertDisc(std::nullopt);
-        pump();
-        viewModel.reset();
-    }
-    void pump() {
-        while (reader->runAll() + scheduler->runAll() + mainThread->runAll() > 0) {
-        }
-    }
-    /// Pumps, and lets the clock pass every publication the view model still holds back.
-    void settle() {
-        pump();
-        while (mainThread->delayedCount() > 0) {
-            mainThread->advance(PlaybackViewModel::publicationInterval);
-            pump();
-        }
-    }
+    void pump() { rig.pump(); }
+    void settle() { rig.settle(); }
     /// The bytes arrive `after` the previous ones.
     KeyAction press(std::string_view bytes, std::chrono::milliseconds after = std::chrono::milliseconds(5)) {
         now += after;
@@ -61,11 +34,10 @@ protected:
     }
 
     test::TemporaryDirectory directory;
-    std::shared_ptr<ManualSerialQueue> reader = std::make_shared<ManualSerialQueue>();
-    std::shared_ptr<ManualSerialQueue> scheduler = std::make_shared<ManualSerialQueue>();
-    std::shared_ptr<ManualMainThreadExecutor> mainThread = std::make_shared<ManualMainThreadExecutor>();
-    std::shared_ptr<AudioDiscPlayer> player;
-    std::optional<PlaybackViewModel> viewModel;
+    test::PlayerRig rig;
+    std::shared_ptr<ManualMainThreadExecutor>& mainThread = rig.mainThread;
+    std::shared_ptr<AudioDiscPlayer>& player = rig.player;
+    std::optional<PlaybackViewModel>& viewModel = rig.viewModel;
     std::optional<KeyInterpreter> keys;
     KeyInterpreter::Clock::time_point now{};
 };

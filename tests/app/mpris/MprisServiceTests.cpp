@@ -13,10 +13,7 @@
 #include "core/ConsoleLog.hpp"
 #include "cuesheet/CueSheet.hpp"
 #include "platform/PlatformDiscServices.hpp"
-#include "platform/SoxrResampler.hpp"
-#include "playback/BuiltInOutputs.hpp"
-#include "playback/GraphAudioEngine.hpp"
-#include "playback/ManualExecutors.hpp"
+#include "support/PlayerRig.hpp"
 #include "support/TestSupport.hpp"
 
 #include <QDBusMetaType>
@@ -51,13 +48,6 @@ protected:
         // A folder name that a file URL must encode.
         const auto made = test::runProcess(LORVAN_CLI, "demo --dir " + test::shellQuoted(folder()));
         ASSERT_EQ(made.status, 0) << made.out;
-        auto owned = std::make_unique<ManualAudioOutput>();
-        output = owned.get();
-        auto engine = std::make_shared<GraphAudioEngine>(std::move(owned), platform::soxrResamplerFactory());
-        node = &engine->playerNode();
-        player = AudioDiscPlayer::create(
-            {engine, reader, scheduler, mainThread, std::make_shared<InMemoryUserDefaults>(), {}});
-        viewModel.emplace(player, mainThread);
         mpris::ApplicationActions actions;
         actions.raise = [this] { ++raised; };
         actions.quit = [this] { ++quitted; };
@@ -67,43 +57,22 @@ protected:
         };
         service.emplace(*viewModel, actions);
         ASSERT_EQ(service->registeredName(), QStringLiteral("org.mpris.MediaPlayer2.lorvan"));
-        player->load(
-            AudioDisc::fromCueSheet(CueSheet(Url::fileURL(cueSheet())), platform::audioDiscServices()),
-            false);
-        settle();
+        rig.load(cueSheet());
         listener.emplace(QStringLiteral("listener"), service->registeredName(),
                          QString::fromLatin1(mpris::MprisService::objectPath));
     }
     void TearDown() override {
         listener.reset();
         service.reset();
-        if (player) player->insertDisc(std::nullopt);
-        settle();
     }
 
     [[nodiscard]] std::filesystem::path folder() const { return directory.path() / "Ça va"; }
     [[nodiscard]] std::filesystem::path cueSheet() const { return folder() / "Lorvan Demo.cue"; }
 
-    /// Runs the queues and the main thread until idle, letting the clock run past every
-    /// pending publication.
-    void settle() {
-        for (int round = 0; round < 1000; ++round) {
-            while (reader->runAll() + scheduler->runAll() + mainThread->runAll() > 0) {
-            }
-            if (mainThread->delayedCount() == 0) return;
-            mainThread->advance(PlaybackViewModel::publicationInterval);
-        }
-    }
+    void settle() { rig.settle(); }
     /// The output plays `buffers` buffers, their completions handled, then everything settles.
     void play(long buffers) {
-        while (reader->runAll() + scheduler->runAll() > 0) {
-        }
-        const std::size_t before = node->pendingCount();
-        ASSERT_GE(before, static_cast<std::size_t>(buffers));
-        (void)output->pull(static_cast<std::uint32_t>(buffers * buffer));
-        const auto giveUp = std::chrono::steady_clock::now() + 30s;
-        while (node->pendingCount() > before - static_cast<std::size_t>(buffers))
-            ASSERT_LT(std::chrono::steady_clock::now(), giveUp) << "the completions never ran";
+        rig.play(buffers);
         settle();
     }
     /// A client run to its end, the player settled afterwards, and every signal the service
@@ -153,13 +122,9 @@ protected:
     [[nodiscard]] long track() const { return viewModel->currentTrackIndex.value().value_or(-1); }
 
     test::TemporaryDirectory directory;
-    std::shared_ptr<ManualSerialQueue> reader = std::make_shared<ManualSerialQueue>();
-    std::shared_ptr<ManualSerialQueue> scheduler = std::make_shared<ManualSerialQueue>();
-    std::shared_ptr<ManualMainThreadExecutor> mainThread = std::make_shared<ManualMainThreadExecutor>();
-    ManualAudioOutput* output = nullptr;
-    GraphPlayerNode* node = nullptr;
-    std::shared_ptr<AudioDiscPlayer> player;
-    std::optional<PlaybackViewModel> viewModel;
+    test::PlayerRig rig;
+    std::shared_ptr<AudioDiscPlayer>& player = rig.player;
+    std::optional<PlaybackViewModel>& viewModel = rig.viewModel;
     std::optional<mpris::MprisService> service;
     std::optional<test::SignalListener> listener;
     int raised = 0;
@@ -351,8 +316,8 @@ TEST_F(MprisServiceTest, TransportMethodsActOnlyWhereTheyMeanSomething) {
               {QUrl::fromLocalFile(QString::fromStdString(folder().string())).toString()});
     EXPECT_NE(refused.status, 0);
     EXPECT_THAT(refused.err.toStdString(), HasSubstr("could not be opened"));
-    const test::ClientRun web = gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.OpenUri"),
-                                      {QStringLiteral("sftp:/music/a.cue")});
+    const test::ClientRun web =
+        gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.OpenUri"), {QStringLiteral("sftp:/music/a.cue")});
     EXPECT_NE(web.status, 0);
     EXPECT_THAT(web.err.toStdString(), HasSubstr("Only file URIs"));
     EXPECT_EQ(opened.size(), 2u) << "a web address never reaches the application";
