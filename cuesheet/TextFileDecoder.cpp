@@ -73,13 +73,17 @@ struct Read {
 };
 
 Read readAll(const std::filesystem::path& path) {
-    // Reads one byte past the limit, so that a file growing after the size check is caught too.
+    // Reads past the limit, so that a file growing after the size check is caught too.
     std::ifstream file(path, std::ios::binary);
     if (!file) return {};
-    std::string bytes(TextFileDecoderError::maximumFileSize + 1, '\0');
-    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    // In steps, so that a sheet of a few hundred bytes does not cost a megabyte of fresh memory.
+    std::string bytes;
+    std::array<char, 16384> chunk{};
+    while (file && bytes.size() <= TextFileDecoderError::maximumFileSize) {
+        file.read(chunk.data(), static_cast<std::streamsize>(chunk.size()));
+        bytes.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
+    }
     if (file.bad()) return {};
-    bytes.resize(static_cast<std::size_t>(file.gcount()));
     if (bytes.size() > TextFileDecoderError::maximumFileSize) return {std::nullopt, true};
     return {std::move(bytes), false};
 }

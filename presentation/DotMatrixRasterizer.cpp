@@ -6,9 +6,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <limits>
 #include <memory>
-#include <sstream>
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
@@ -20,15 +21,6 @@ int hexValue(char c) {
     if (c >= 'A' && c <= 'F') return c - 'A' + 10;
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
     return -1;
-}
-
-std::optional<std::string> readPlain(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return std::nullopt;
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    if (in.bad()) return std::nullopt;
-    return std::move(bytes).str();
 }
 
 // gzip is part of every Debian system, which spares the presentation layer a zlib dependency
@@ -126,11 +118,69 @@ UnifontGlyphs::UnifontGlyphs(const std::filesystem::path& hexFile)
     };
     std::error_code ec;
     if (!std::filesystem::is_regular_file(hexFile, ec)) fail(DisplayFontError::Kind::glyphFileMissing);
-    auto bytes = hexFile.extension() == ".gz" ? readCompressed(hexFile) : readPlain(hexFile);
-    if (!bytes) fail(DisplayFontError::Kind::glyphFileUnreadable);
-    data_ = std::move(*bytes);
-    buildIndex();
+    if (std::filesystem::file_size(hexFile, ec) > std::numeric_limits<std::uint32_t>::max())
+        fail(DisplayFontError::Kind::glyphFileMalformed);
+    index_.reserve(65536);
+    if (hexFile.extension() == ".gz") {
+        auto text = readCompressed(hexFile);
+        if (!text) fail(DisplayFontError::Kind::glyphFileUnreadable);
+        decompressed_ = std::move(*text);
+        for (std::size_t start = 0; start < decompressed_.size();) {
+            std::size_t end = decompressed_.find('\n', start);
+            if (end == std::string::npos) end = decompressed_.size();
+            index(std::string_view(decompressed_).substr(start, end - start),
+                  static_cast<std::uint32_t>(start));
+            start = end + 1;
+        }
+    } else {
+        file_.open(hexFile, std::ios::binary);
+        if (!file_) fail(DisplayFontError::Kind::glyphFileUnreadable);
+        // Through one 64 KiB buffer, carrying a line cut at its end over to the next read. A
+        // line longer than the buffer is no glyph: it is skipped to its end.
+        std::vector<char> buffer(std::size_t{1} << 16);
+        std::size_t kept = 0;
+        std::uint32_t keptOffset = 0; // where buffer[0] is in the file
+        bool skipping = false;
+        for (bool more = true; more;) {
+            file_.read(buffer.data() + kept, static_cast<std::streamsize>(buffer.size() - kept));
+            const auto got = static_cast<std::size_t>(file_.gcount());
+            more = got > 0;
+            const std::string_view text(buffer.data(), kept + got);
+            std::size_t start = 0;
+            for (std::size_t end; (end = text.find('\n', start)) != std::string_view::npos; start = end + 1) {
+                if (!std::exchange(skipping, false))
+                    index(text.substr(start, end - start), keptOffset + static_cast<std::uint32_t>(start));
+            }
+            if (!more && !skipping && start < text.size())
+                index(text.substr(start), keptOffset + static_cast<std::uint32_t>(start));
+            if (start == 0 && text.size() == buffer.size()) {
+                skipping = true;
+                start = text.size();
+            }
+            kept = text.size() - start;
+            std::memmove(buffer.data(), buffer.data() + start, kept);
+            keptOffset += static_cast<std::uint32_t>(start);
+        }
+        if (file_.bad()) fail(DisplayFontError::Kind::glyphFileUnreadable);
+        file_.clear();
+    }
     if (index_.empty()) fail(DisplayFontError::Kind::glyphFileMalformed);
+    std::stable_sort(index_.begin(), index_.end());
+}
+
+void UnifontGlyphs::index(std::string_view line, std::uint32_t offset) {
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    const std::size_t colon = line.find(':');
+    if (colon == std::string_view::npos || colon == 0 || colon > 6) return;
+    const std::size_t digits = line.size() - colon - 1;
+    if (digits != 32 && digits != 64) return;
+    char32_t code = 0;
+    for (const char c : line.substr(0, colon)) {
+        const int v = hexValue(c);
+        if (v < 0) return;
+        code = code * 16 + static_cast<char32_t>(v);
+    }
+    index_.push_back({code, offset + static_cast<std::uint32_t>(colon + 1), digits == 64});
 }
 
 std::filesystem::path UnifontGlyphs::defaultPath() {
@@ -153,64 +203,38 @@ const UnifontGlyphs& UnifontGlyphs::shared() {
     return *glyphs;
 }
 
-void UnifontGlyphs::buildIndex() const {
-    std::call_once(indexed_, [this] {
-        index_.reserve(data_.size() / 40);
-        std::size_t line = 0;
-        while (line < data_.size()) {
-            std::size_t end = data_.find('\n', line);
-            if (end == std::string::npos) end = data_.size();
-            const std::size_t colon = data_.find(':', line);
-            if (colon != std::string::npos && colon < end && colon > line && colon - line <= 6) {
-                char32_t code = 0;
-                bool valid = true;
-                for (std::size_t i = line; i < colon; ++i) {
-                    const int v = hexValue(data_[i]);
-                    valid = valid && v >= 0;
-                    code = code * 16 + static_cast<char32_t>(std::max(v, 0));
-                }
-                std::size_t digits = end - colon - 1;
-                if (digits > 0 && data_[end - 1] == '\r') --digits;
-                if (valid && (digits == 32 || digits == 64))
-                    index_.emplace_back(code, static_cast<std::uint32_t>(colon + 1));
-            }
-            line = end + 1;
-        }
-        std::sort(index_.begin(), index_.end());
-    });
-}
-
-std::size_t UnifontGlyphs::size() const {
-    buildIndex();
-    return index_.size();
+std::string UnifontGlyphs::digits(const Line& line) const {
+    const std::size_t count = line.wide ? 64 : 32;
+    if (!decompressed_.empty()) return decompressed_.substr(line.digitsOffset, count);
+    std::string digits(count, '\0');
+    file_.clear();
+    file_.seekg(line.digitsOffset);
+    file_.read(digits.data(), static_cast<std::streamsize>(count));
+    digits.resize(static_cast<std::size_t>(std::max<std::streamsize>(file_.gcount(), 0)));
+    return digits;
 }
 
 std::optional<UnifontGlyph> UnifontGlyphs::glyph(char32_t codePoint) const {
-    buildIndex();
-    std::lock_guard lock(cacheMutex_);
+    std::lock_guard lock(mutex_);
     if (const auto cached = cache_.find(codePoint); cached != cache_.end()) return cached->second;
 
     std::optional<UnifontGlyph> decoded;
-    const auto it =
-        std::lower_bound(index_.begin(), index_.end(), std::make_pair(codePoint, std::uint32_t{0}));
-    if (it != index_.end() && it->first == codePoint) {
-        const char* hex = data_.data() + it->second;
-        const bool wide = it->second + 64 <= data_.size() && hexValue(hex[32]) >= 0 &&
-                          hexValue(hex[63]) >= 0 &&
-                          std::all_of(hex, hex + 64, [](char c) { return hexValue(c) >= 0; });
+    const auto it = std::lower_bound(index_.begin(), index_.end(), Line{codePoint, 0, false});
+    if (it != index_.end() && it->codePoint == codePoint) {
+        const std::string hex = digits(*it);
         UnifontGlyph g;
-        g.width = wide ? 16 : 8;
-        const int digitsPerRow = wide ? 4 : 2;
-        bool valid = true;
-        for (std::size_t row = 0; row < 16; ++row) {
+        g.width = it->wide ? 16 : 8;
+        const std::size_t digitsPerRow = it->wide ? 4 : 2;
+        // Digits that are not hex (or a file cut short since it was indexed) make no glyph.
+        bool valid = hex.size() == 16 * digitsPerRow;
+        for (std::size_t row = 0; valid && row < 16; ++row) {
             std::uint32_t bits = 0;
-            for (int d = 0; d < digitsPerRow; ++d) {
-                const int v =
-                    hexValue(hex[row * static_cast<std::size_t>(digitsPerRow) + static_cast<std::size_t>(d)]);
+            for (std::size_t d = 0; d < digitsPerRow; ++d) {
+                const int v = hexValue(hex[row * digitsPerRow + d]);
                 valid = valid && v >= 0;
                 bits = bits * 16 + static_cast<std::uint32_t>(std::max(v, 0));
             }
-            g.rows[row] = static_cast<std::uint16_t>(wide ? bits : bits << 8);
+            g.rows[row] = static_cast<std::uint16_t>(it->wide ? bits : bits << 8);
         }
         if (valid) decoded = g;
     }

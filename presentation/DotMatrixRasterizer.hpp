@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -48,12 +49,13 @@ struct UnifontGlyph {
 };
 
 /// The glyphs of GNU Unifont's ".hex" format ("0041:0000000018242442427E424242420000"), one
-/// line per code point of the Basic Multilingual Plane. The file is read once; the index of
-/// its lines is built on the first look-up and each glyph is decoded the first time it is
-/// asked for. Thread-safe.
+/// line per code point of the Basic Multilingual Plane. The constructor indexes the file's lines
+/// in one pass through a small buffer; a glyph's digits are read from the file and decoded the
+/// first time it is asked for, so the 3.7 MB font never sits in memory (a display shows a few
+/// dozen glyphs). A compressed file is kept decompressed in memory. Thread-safe.
 class UnifontGlyphs {
 public:
-    /// Reads `hexFile` (plain or gzip-compressed); throws `DisplayFontError` when it is
+    /// Indexes `hexFile` (plain or gzip-compressed); throws `DisplayFontError` when it is
     /// missing or unreadable, and logs the error first.
     explicit UnifontGlyphs(const std::filesystem::path& hexFile);
 
@@ -67,16 +69,25 @@ public:
     /// The glyph of `codePoint`, or nothing when the font has none.
     [[nodiscard]] std::optional<UnifontGlyph> glyph(char32_t codePoint) const;
     /// Number of glyphs in the file.
-    [[nodiscard]] std::size_t size() const;
+    [[nodiscard]] std::size_t size() const { return index_.size(); }
 
 private:
-    void buildIndex() const;
+    struct Line {
+        char32_t codePoint;
+        std::uint32_t digitsOffset; // where its hex digits start in the file
+        bool wide;                  // 64 digits (16 pixels a row) rather than 32
+        friend bool operator<(const Line& a, const Line& b) { return a.codePoint < b.codePoint; }
+    };
+    /// Notes the line that starts at `offset` when it is a glyph.
+    void index(std::string_view line, std::uint32_t offset);
+    /// The glyph's digits, or fewer when the file was cut short since. With `mutex_` held.
+    [[nodiscard]] std::string digits(const Line& line) const;
 
     std::filesystem::path path_;
-    std::string data_;
-    mutable std::once_flag indexed_;
-    mutable std::vector<std::pair<char32_t, std::uint32_t>> index_; // code point, offset of its hex digits
-    mutable std::mutex cacheMutex_;
+    std::string decompressed_; // a compressed file's text; empty for a plain file
+    std::vector<Line> index_;  // sorted by code point
+    mutable std::mutex mutex_;
+    mutable std::ifstream file_; // a plain file, open for the glyphs' digits
     mutable std::unordered_map<char32_t, std::optional<UnifontGlyph>> cache_;
 };
 

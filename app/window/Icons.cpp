@@ -147,14 +147,56 @@ QIcon fallbackActionIcon(ActionIcon icon) {
         QStringLiteral(":/lorvan/icons/%1.svg").arg(QLatin1String(names(icon).fallback))));
 }
 
+namespace {
+
+/// Asks the desktop's theme only when the icon is first drawn: looking an icon up reads the
+/// theme's index, which costs a start a dozen milliseconds, and the icons sit in menus that are
+/// not open then. Asked again when the desktop's theme changes.
+class ThemeOrFallbackIconEngine final : public QIconEngine {
+public:
+    explicit ThemeOrFallbackIconEngine(ActionIcon icon)
+        : icon_(icon) {}
+
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
+        resolved().paint(painter, rect, Qt::AlignCenter, mode, state);
+    }
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
+        return resolved().pixmap(size, mode, state);
+    }
+    QSize actualSize(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
+        return resolved().actualSize(size, mode, state);
+    }
+    [[nodiscard]] QList<QSize> availableSizes(QIcon::Mode mode, QIcon::State state) override {
+        return resolved().availableSizes(mode, state);
+    }
+    // Never null: Lorvan's own drawing stands in for whatever the theme lacks.
+    [[nodiscard]] bool isNull() override { return false; }
+    [[nodiscard]] QIconEngine* clone() const override { return new ThemeOrFallbackIconEngine(icon_); }
+    [[nodiscard]] QString key() const override { return QStringLiteral("lorvan-theme-or-fallback"); }
+
+private:
+    const QIcon& resolved() {
+        if (!resolved_.isNull() && resolvedInTheme_ == QIcon::themeName()) return resolved_;
+        resolvedInTheme_ = QIcon::themeName();
+        const QString name = themeIconName(icon_);
+        resolved_ =
+            !name.isEmpty() && QIcon::hasThemeIcon(name) ? QIcon::fromTheme(name) : fallbackActionIcon(icon_);
+        return resolved_;
+    }
+
+    ActionIcon icon_;
+    QIcon resolved_;
+    QString resolvedInTheme_;
+};
+
+} // namespace
+
 QIcon actionIcon(ActionIcon icon) {
-    const QString name = themeIconName(icon);
-    if (!name.isEmpty() && QIcon::hasThemeIcon(name)) return QIcon::fromTheme(name);
-    // Made once per process and drawn as sizes are asked for: play and pause take turns on the
-    // same action all the time.
+    // One per picture and process: play and pause take turns on the same action all the time,
+    // and each keeps what it has drawn.
     static std::map<ActionIcon, QIcon> made;
     const auto found = made.find(icon);
-    return found != made.end() ? found->second : made[icon] = fallbackActionIcon(icon);
+    return found != made.end() ? found->second : made[icon] = QIcon(new ThemeOrFallbackIconEngine(icon));
 }
 
 } // namespace lorvan

@@ -73,7 +73,8 @@ inline constexpr std::array allActionIcons{
 
 /// The icon for `icon`: the desktop theme's when it has one, else Lorvan's own drawing, tinted
 /// with the application palette's text colours (normal, disabled, selected) so it reads on light
-/// and dark styles alike. Main thread (needs a QGuiApplication).
+/// and dark styles alike; the theme is looked at when the icon is first drawn. Main thread (needs
+/// a QGuiApplication).
 [[nodiscard]] QIcon actionIcon(ActionIcon icon);
 
 /// Lorvan's own drawing alone, whatever the desktop theme holds.

@@ -14,7 +14,6 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QTimer>
 #include <QWindow>
 #include <algorithm>
 #include <array>
@@ -49,6 +48,12 @@ int main(int argc, char* argv[]) {
                      "lorvan-cli play PATH plays a disc in a terminal\n");
         return 1;
     }
+    // On X11 the window's steady repaints are small strips (the cursor, the digits, the
+    // meters), many times a second. Through shared memory Qt makes a round trip to the X server
+    // before painting over a strip it handed over last time; through the socket it just sends
+    // the few hundred pixels. Measured under Xvfb, this cuts the whole process's CPU while
+    // playing by a fifth to a third. A user's own setting wins.
+    if (!qEnvironmentVariableIsSet("QT_XCB_NO_MITSHM")) qputenv("QT_XCB_NO_MITSHM", "1");
     const std::unique_ptr<QCoreApplication> application = onlyAsking
                                                               ? std::make_unique<QCoreApplication>(argc, argv)
                                                               : std::make_unique<QApplication>(argc, argv);
@@ -111,6 +116,12 @@ int main(int argc, char* argv[]) {
         window::MainWindow mainWindow(session, viewModel, uiSettings, playerSettings);
         mainWindow.setConsoleLogRecord(&consoleLog);
         mainWindow.show();
+        // Before the event loop runs, so that the first frame painted already shows the disc
+        // (the view model's first publication carries it). A refusal's alert is window-modal
+        // and appears with the window.
+        if (!launch.paths.empty()) mainWindow.openPath(launch.paths.front());
+        for (const mpris::DesktopAction action : launch.actions)
+            mpris::perform(action, session.player());
         const auto activate = [&](const QString& token) {
             if (QWindow* window = mainWindow.windowHandle()) mpris::activateWindow(*window, token);
         };
@@ -127,12 +138,6 @@ int main(int argc, char* argv[]) {
                  },
              .activate = activate,
              .perform = [&](mpris::DesktopAction action) { mpris::perform(action, session.player()); }});
-        // After the window is up, so that a refusal's alert has a window to sit on.
-        QTimer::singleShot(0, &mainWindow, [&] {
-            if (!launch.paths.empty()) mainWindow.openPath(launch.paths.front());
-            for (const mpris::DesktopAction action : launch.actions)
-                mpris::perform(action, session.player());
-        });
         status = QApplication::exec();
     }
     session.shutDown();

@@ -1,6 +1,8 @@
 #include "presentation/DotMatrixRasterizer.hpp"
 #include "support/TestSupport.hpp"
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
@@ -60,8 +62,8 @@ TEST_F(SmallFont, SetsAGlyphAtTheLeftOfItsNineDotCell) {
     const DotMatrix m = rasterizer.rasterize("A");
     EXPECT_EQ(std::tuple(m.width, m.height, m.characterCount, m.cellCount), std::tuple(9, 16, 1, 1));
     const auto rows = picture(m);
-    for (const auto& [row, dots] : {std::pair{3, "........."}, {4, "...##...."}, {5, "..#..#..."},
-                                    {9, ".######.."}, {15, "........."}})
+    for (const auto& [row, dots] :
+         {std::pair{3, "........."}, {4, "...##...."}, {5, "..#..#..."}, {9, ".######.."}, {15, "........."}})
         EXPECT_EQ(rows[row], dots) << row;
 
     const DotMatrix two = rasterizer.rasterize("AA");
@@ -117,7 +119,8 @@ TEST_F(SmallFont, ShowsMissingGlyphsAsReplacementAndHidesInvisibles) {
 TEST(UnifontGlyphs, RefusesMissingAndMalformedFilesWithAClearError) {
     test::TemporaryDirectory directory;
     test::CapturedLog log;
-    const auto missing = test::thrown<DisplayFontError>([&] { (void)UnifontGlyphs(directory.path() / "absent.hex"); });
+    const auto missing =
+        test::thrown<DisplayFontError>([&] { (void)UnifontGlyphs(directory.path() / "absent.hex"); });
     EXPECT_EQ(missing.kind(), DisplayFontError::Kind::glyphFileMissing);
     EXPECT_NE(missing.failureReason()->find("absent.hex"), std::string::npos);
     EXPECT_NE(missing.recoverySuggestion()->find("unifont"), std::string::npos);
@@ -129,6 +132,47 @@ TEST(UnifontGlyphs, RefusesMissingAndMalformedFilesWithAClearError) {
               DisplayFontError::Kind::glyphFileMalformed);
 
     EXPECT_THROW(UnifontGlyphs(directory.path()), DisplayFontError);
+}
+
+// The file is indexed through a 64 KiB buffer: lines cut at its edges, and a line
+// longer than the buffer, must neither lose nor shift a glyph.
+TEST(UnifontGlyphs, FindsEveryGlyphOfAFileLongerThanItsReadBuffer) {
+    test::TemporaryDirectory directory;
+    const auto rowsOf = [](char32_t code) {
+        std::array<std::uint16_t, 16> rows{};
+        for (std::size_t row = 0; row < 16; ++row)
+            rows[row] = static_cast<std::uint16_t>(((code * 16 + row) * 2654435761u) >> 16);
+        return rows;
+    };
+    std::string text;
+    char line[80];
+    for (char32_t code = 0x100; code < 0x1100; ++code) {
+        const bool wide = code % 7 == 0;
+        std::snprintf(line, sizeof line, "%04X:", static_cast<unsigned>(code));
+        text += line;
+        for (const std::uint16_t row : rowsOf(code)) {
+            std::snprintf(line, sizeof line, wide ? "%04X" : "%02X", wide ? row : row >> 8);
+            text += line;
+        }
+        text += code % 5 == 0 ? "\r\n" : "\n";
+        if (code == 0x800) text += "0801:" + std::string(100'000, '0') + "\n";
+    }
+    text += "1100:FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF"; // the last line without its newline
+    const UnifontGlyphs glyphs(directory.write("long.hex", text));
+
+    EXPECT_EQ(glyphs.size(), 0x1000u + 1);
+    for (char32_t code = 0x100; code < 0x1100; ++code) {
+        const auto glyph = glyphs.glyph(code);
+        ASSERT_TRUE(glyph) << std::hex << static_cast<unsigned>(code);
+        const bool wide = code % 7 == 0;
+        EXPECT_EQ(glyph->width, wide ? 16 : 8) << std::hex << static_cast<unsigned>(code);
+        auto expected = rowsOf(code);
+        if (!wide)
+            for (auto& row : expected)
+                row &= 0xFF00;
+        EXPECT_EQ(glyph->rows, expected) << std::hex << static_cast<unsigned>(code);
+    }
+    EXPECT_EQ(glyphs.glyph(U'\u1100')->rows[15], 0xFF00);
 }
 
 TEST(UnifontGlyphs, ReadsCompressedFiles) {
