@@ -1,5 +1,7 @@
 #include "presentation/PlaybackViewModel.hpp"
 
+#include "presentation/PlaybackDisplayState.hpp"
+
 #include <mutex>
 #include <set>
 #include <utility>
@@ -113,6 +115,26 @@ struct PlaybackViewModel::Inbox : std::enable_shared_from_this<PlaybackViewModel
         });
     }
 
+    /// Any thread: the player's position moved, to these counts. Steady unless `seeking`, or
+    /// unless the time the faces show turned to another second.
+    void positionsChanged(bool seeking, const PlaybackProgress& counts) {
+        bool turned = false;
+        {
+            std::lock_guard lock(mutex);
+            std::string time = displayTime(counts.frames(shownMode), shownSampleRate);
+            turned = time != shownTime;
+            shownTime = std::move(time);
+        }
+        changed(seeking, !seeking && !turned);
+    }
+
+    /// Main thread, at each publication: what the faces show the time in.
+    void showing(TimecodeMode mode, double sampleRate) {
+        std::lock_guard lock(mutex);
+        shownMode = mode;
+        shownSampleRate = sampleRate;
+    }
+
     /// Main thread.
     void flush() {
         bool jump = false;
@@ -165,6 +187,10 @@ struct PlaybackViewModel::Inbox : std::enable_shared_from_this<PlaybackViewModel
     /// The gate closed for `steadyPositionInterval`, and nothing urgent has shortened it yet.
     bool longGate = false;
     std::uint64_t gateGeneration = 0;
+    TimecodeMode shownMode = TimecodeMode::trackElapsedTime;
+    double shownSampleRate = 0;
+    /// The time as the faces show it at the last position reported.
+    std::string shownTime;
 };
 
 // MARK: - View model
@@ -204,8 +230,16 @@ void PlaybackViewModel::takeCallbacks(AudioDiscPlayer& player) {
     player.onPlayerStateChanged = [note](State) { note(false); };
     player.onCurrentTrackIndexChanged = [note](std::optional<long>) { note(false); };
     player.onCurrentChapterChanged = [note](std::optional<long>) { note(false); };
-    player.onPositionsChanged = [note](bool seeking, bool, double, std::int64_t, std::int64_t, std::int64_t,
-                                       std::int64_t, std::int64_t) { note(seeking, !seeking); };
+    player.onPositionsChanged = [weak](bool seeking, bool, double, std::int64_t, std::int64_t discElapsed,
+                                       std::int64_t discRemaining, std::int64_t trackElapsed,
+                                       std::int64_t trackRemaining) {
+        PlaybackProgress counts;
+        counts.trackElapsedFrames = trackElapsed;
+        counts.trackRemainingFrames = trackRemaining;
+        counts.discElapsedFrames = discElapsed;
+        counts.discRemainingFrames = discRemaining;
+        if (const auto inbox = weak.lock()) inbox->positionsChanged(seeking, counts);
+    };
     player.onRepeatModeChanged = [note](RepeatMode) { note(false); };
     player.onShuffleChanged = [note](bool) { note(false); };
     player.onNewBeatModeChanged = [note](bool) { note(false); };
@@ -256,6 +290,7 @@ bool PlaybackViewModel::publish(bool jumped) {
     }
 
     changed = assign(timecodeMode, player->playbackTimecodeMode()) || changed;
+    inbox_->showing(timecodeMode.value(), current.sampleRate);
     changed = assign(repeatMode, player->repeatMode()) || changed;
     changed = assign(shuffle, player->shuffle()) || changed;
     changed = assign(rate, player->playbackRate()) || changed;

@@ -122,10 +122,11 @@ public:
 
     /// About 30 publications a second: the display's frame rate, at which the meters move.
     static constexpr std::chrono::milliseconds publicationInterval{33};
-    /// While nothing but the position moves on with the music, 10 publications a second: the
-    /// shown seconds turn over on time to a tenth, and on a real disc the navigator's cursor
-    /// moves a pixel every few seconds anyway; each publication costs every face a wake-up.
-    static constexpr std::chrono::milliseconds steadyPositionInterval{100};
+    /// While nothing but the position moves on with the music, 4 publications a second, and
+    /// one within `publicationInterval` when the time shown in the current mode turns to another
+    /// second: the seconds turn over on time, and on a real disc the navigator's cursor moves a
+    /// pixel every few seconds anyway. Each publication costs every face a wake-up.
+    static constexpr std::chrono::milliseconds steadyPositionInterval{250};
 
     /// Takes the player's callbacks; the player's current state follows in the first publication.
     PlaybackViewModel(const std::shared_ptr<AudioDiscPlayer>& player,

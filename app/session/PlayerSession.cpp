@@ -115,9 +115,21 @@ void PlayerSession::watch() {
 }
 
 void PlayerSession::open(const std::filesystem::path& path, bool autoplay) {
+    load([&path] { return openDisc(path); }, autoplay);
+}
+
+std::future<AudioDisc> PlayerSession::assemble(const std::filesystem::path& path) {
+    return std::async(std::launch::async, [path] { return openDisc(path); });
+}
+
+void PlayerSession::open(std::future<AudioDisc> assembly, bool autoplay) {
+    load([&assembly] { return assembly.get(); }, autoplay);
+}
+
+void PlayerSession::load(const std::function<AudioDisc()>& assemble, bool autoplay) {
     std::optional<AudioDisc> disc;
     try {
-        disc = openDisc(path);
+        disc = assemble();
     } catch (const InputError& error) {
         // Refused before any reader saw the path, so nothing has said why yet.
         LogEntry::error(error).print();

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -91,6 +92,12 @@ public:
     /// leaves the disc that was in the player playing; an `AudioEngineError` from loading
     /// reaches the caller too (the new disc is then in the player, stopped).
     void open(const std::filesystem::path& path, bool autoplay);
+    /// Starts assembling `path` as a disc (`openDisc`) on a thread of its own, so that the
+    /// caller can build its window meanwhile; `open` with the result waits for it. Any thread.
+    [[nodiscard]] static std::future<AudioDisc> assemble(const std::filesystem::path& path);
+    /// `open` for a disc that `assemble` has been assembling: waits for it, then loads it or
+    /// throws as `open` does.
+    void open(std::future<AudioDisc> assembly, bool autoplay);
 
     /// The output device for the discs loaded from now on (the one playing keeps its device):
     /// empty for the system's default, else a name from `outputDeviceNames()`.
@@ -102,6 +109,7 @@ public:
     void shutDown();
 
 private:
+    void load(const std::function<AudioDisc()>& assemble, bool autoplay);
     void watch();
 
     /// Gone with the session: notifications still on their way to the main thread drop out.

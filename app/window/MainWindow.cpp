@@ -558,8 +558,23 @@ std::filesystem::path MainWindow::discLocation(const std::filesystem::path& path
 }
 
 bool MainWindow::openPath(const std::filesystem::path& path, bool quiet) {
+    return opened(
+        path,
+        [&] {
+            session_.open(discLocation(std::filesystem::absolute(path)),
+                          playerSettings_.playWhenOpened.value());
+        },
+        quiet);
+}
+
+bool MainWindow::openPath(const std::filesystem::path& path, std::future<AudioDisc> assembly) {
+    return opened(
+        path, [&] { session_.open(std::move(assembly), playerSettings_.playWhenOpened.value()); }, false);
+}
+
+bool MainWindow::opened(const std::filesystem::path& path, const std::function<void()>& open, bool quiet) {
     try {
-        session_.open(discLocation(std::filesystem::absolute(path)), playerSettings_.playWhenOpened.value());
+        open();
     } catch (const LocalizedError& error) {
         if (!quiet) showRefusal(error);
         return false;

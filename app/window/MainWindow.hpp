@@ -12,6 +12,8 @@
 #include <QPointer>
 #include <QStringList>
 #include <filesystem>
+#include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <vector>
@@ -55,6 +57,9 @@ public:
     /// Opens a cue sheet, a folder, or an audio file's folder. A refusal shows the error's
     /// texts in an alert (unless `quiet`) and leaves the playing disc as it was. True when opened.
     bool openPath(const std::filesystem::path& path, bool quiet = false);
+    /// `openPath` for a disc the session has been assembling from `discLocation(path)` (see
+    /// `PlayerSession::assemble`) while the window was being built.
+    bool openPath(const std::filesystem::path& path, std::future<AudioDisc> assembly);
 
     /// The action named `name` (its object name: "playPause", "nextTrack", "theme.Amber", ...).
     [[nodiscard]] QAction* action(const QString& name) const;
@@ -105,6 +110,8 @@ private:
     void rebuildRecentMenu();
     void rememberRecent(const QString& path);
     void showRefusal(const LocalizedError& error);
+    /// Runs `open` for `path`: remembers it when it opened, shows the refusal (unless `quiet`) when not.
+    bool opened(const std::filesystem::path& path, const std::function<void()>& open, bool quiet);
 
     void openDocument();
     void openFolderAsDisc();

@@ -104,6 +104,12 @@ int main(int argc, char* argv[]) {
     const auto defaults = std::make_shared<QtUserDefaults>();
     UserUISettings uiSettings(*defaults);
     PlayerSettings playerSettings(*defaults);
+    // The launch's disc is assembled (its files read, its IDs computed) on a thread of its own
+    // while the session and the window are built.
+    std::future<AudioDisc> assembly;
+    if (!launch.paths.empty())
+        assembly = PlayerSession::assemble(
+            window::MainWindow::discLocation(std::filesystem::absolute(launch.paths.front())));
     PlayerSession::Options options;
     options.soundDevice = outputChoice != QLatin1String("null");
     if (!playerSettings.outputDevice.value().empty())
@@ -119,7 +125,7 @@ int main(int argc, char* argv[]) {
         // Before the event loop runs, so that the first frame painted already shows the disc
         // (the view model's first publication carries it). A refusal's alert is window-modal
         // and appears with the window.
-        if (!launch.paths.empty()) mainWindow.openPath(launch.paths.front());
+        if (!launch.paths.empty()) mainWindow.openPath(launch.paths.front(), std::move(assembly));
         for (const mpris::DesktopAction action : launch.actions)
             mpris::perform(action, session.player());
         const auto activate = [&](const QString& token) {

@@ -126,6 +126,30 @@ TEST_F(PlaybackViewModelTest,
     EXPECT_EQ(mainThread->pendingCount(), 0u);
 }
 
+TEST_F(PlaybackViewModelTest, TheShownSecondTurningOverIsPublishedWithinADisplayFrame) {
+    // 0.94 s into track 1: three buffers short of the second turning to 0:01.
+    player->seekToFrame(track1 + 44100 - 3 * buffer, false);
+    settle();
+    play(1);
+    pump();
+    published.clear();
+
+    play(1); // 0:00.98, still 0:00
+    pump();
+    mainThread->advance(PlaybackViewModel::publicationInterval);
+    EXPECT_TRUE(published.empty()) << "within a second, steady play waits the longer interval";
+
+    play(1); // exactly 0:01.00
+    pump();
+    mainThread->advance(PlaybackViewModel::publicationInterval - 1ms);
+    EXPECT_TRUE(published.empty());
+    mainThread->advance(1ms);
+    ASSERT_EQ(published.size(), 1u) << "the seconds turn over on time";
+    EXPECT_EQ(published.back().trackElapsedFrames, 44100);
+    EXPECT_EQ(display().time, "0:01");
+    EXPECT_FALSE(published.back().jumped);
+}
+
 TEST_F(PlaybackViewModelTest, AJumpSurvivesBeingCoalescedWithSteadyPlayAndAnIdenticalSeekStillCounts) {
     player->seekToFrame(track1, false);
     settle();
