@@ -39,6 +39,7 @@ OutputConfiguration NullAudioOutput::configure(double sampleRate, int channels) 
 void NullAudioOutput::start(AudioRenderSource& source) {
     if (thread_.joinable()) return;
     stopping_ = false;
+    source_ = &source;
     thread_ = std::thread([this, &source] { run(source); });
 }
 
@@ -49,7 +50,9 @@ void NullAudioOutput::stop() noexcept {
         stopping_ = true;
     }
     wake_.notify_all();
+    source_->notifySupply(); // it may be waiting for audio
     thread_.join();
+    source_ = nullptr;
 }
 
 void NullAudioOutput::run(AudioRenderSource& source) {
@@ -61,7 +64,15 @@ void NullAudioOutput::run(AudioRenderSource& source) {
     std::unique_lock lock(mutex_);
     while (!stopping_) {
         lock.unlock();
-        (void)source.render(block.pointers.data(), frames, true);
+        // Nothing to play (paused, stopped, or the read-ahead ran dry): a device would play
+        // silence; the clock sleeps until audio comes, and takes up its pace from then.
+        const std::uint32_t epoch = source.supplyEpoch();
+        if (source.render(block.pointers.data(), frames, false) == 0) {
+            source.waitForSupply(epoch);
+            lock.lock();
+            next = std::chrono::steady_clock::now();
+            continue;
+        }
         lock.lock();
         next += period_;
         const auto now = std::chrono::steady_clock::now();

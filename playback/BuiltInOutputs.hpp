@@ -15,7 +15,8 @@
 namespace lorvan {
 
 /// Plays to nowhere at the pace of a steady clock, in its own thread: what a listener without
-/// a sound device gets, with the position and the meters moving as they would.
+/// a sound device gets, with the position and the meters moving as they would. While there is
+/// nothing to play (paused, stopped) it sleeps instead of ticking.
 class NullAudioOutput final : public AudioOutput {
 public:
     /// `period` is how much audio each tick renders. Two buffers' worth (40 ms) by default: every
@@ -34,6 +35,7 @@ private:
 
     std::chrono::milliseconds period_;
     OutputConfiguration configuration_;
+    AudioRenderSource* source_ = nullptr; // while started
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;

@@ -89,7 +89,7 @@ PlayerSession::PlayerSession(Options options)
                                        std::make_shared<ThreadSerialQueue>("scheduleBufferQueue"), mainThread,
                                        userDefaults_, seededRandomIndex(options.shuffleSeed)});
 
-    // Four looks a second: a stall is a matter of seconds, and the player's counters are cheap.
+    // A stall is a matter of seconds, and the player's counters are cheap.
     watchdogTimer_.setInterval(250);
     QObject::connect(&watchdogTimer_, &QTimer::timeout, [this] { watch(); });
     watchdogTimer_.start();
@@ -101,6 +101,9 @@ PlayerSession::~PlayerSession() {
 
 void PlayerSession::watch() {
     if (!player_) return;
+    // Four looks a second while playing; once a second otherwise, when nothing can stall.
+    const int interval = player_->state() == AudioDiscPlayer::State::playing ? 250 : 1000;
+    if (watchdogTimer_.interval() != interval) watchdogTimer_.setInterval(interval);
     const auto stall = watchdog_.check(*player_, std::chrono::steady_clock::now());
     if (!stall) return;
     if (stall->kind == PlaybackStallWatchdog::Stall::Kind::discEnded) {

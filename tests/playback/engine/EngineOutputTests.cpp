@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <numeric>
 #include <random>
+#include <thread>
 
 namespace lorvan::test {
 namespace {
@@ -55,6 +56,33 @@ TEST(EngineNullOutputTest, PlaysThroughTheScheduledAudioOnItsClock) {
     engine.stop();
     engine.start();
     engine.stop();
+}
+
+// With nothing to play the null output's clock sleeps (a paused player costs nothing); audio
+// scheduled, play and stop each wake it.
+TEST(EngineNullOutputTest, SleepsWhileThereIsNothingToPlayAndWakesForAudioPlayAndStop) {
+    CompletionLog log;
+    GraphAudioEngine engine(std::make_unique<NullAudioOutput>(std::chrono::milliseconds(5)),
+                            platform::soxrResamplerFactory());
+    engine.connect(AudioFormat::processing(44100, 2));
+    engine.start();
+    GraphPlayerNode& node = engine.playerNode();
+    node.play();
+    std::this_thread::sleep_for(std::chrono::milliseconds(30)); // let it find nothing and sleep
+    node.scheduleBuffer(signatureBuffer(2, 0, 441), log.handler(0));
+    ASSERT_TRUE(log.waitFor(1)) << "scheduled audio wakes the sleeping clock";
+
+    node.pause();
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    node.scheduleBuffer(signatureBuffer(2, 1, 441), log.handler(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(log.order(), std::vector<int>{0}) << "nothing plays while paused";
+    node.play();
+    ASSERT_TRUE(log.waitFor(2)) << "play wakes it";
+
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    engine.stop(); // while it sleeps: returns instead of hanging
+    EXPECT_EQ(log.order(), (std::vector<int>{0, 1}));
 }
 
 TEST(EnginePlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning) {
