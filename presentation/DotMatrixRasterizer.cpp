@@ -124,6 +124,8 @@ UnifontGlyphs::UnifontGlyphs(const std::filesystem::path& hexFile)
     if (hexFile.extension() == ".gz") {
         auto text = readCompressed(hexFile);
         if (!text) fail(DisplayFontError::Kind::glyphFileUnreadable);
+        if (text->size() > std::numeric_limits<std::uint32_t>::max())
+            fail(DisplayFontError::Kind::glyphFileMalformed);
         decompressed_ = std::move(*text);
         for (std::size_t start = 0; start < decompressed_.size();) {
             std::size_t end = decompressed_.find('\n', start);
