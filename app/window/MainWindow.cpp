@@ -58,10 +58,9 @@ public:
         QStyleOptionViewItem item = option;
         initStyleOption(&item, index);
         if (index.data(Qt::UserRole).toBool()) {
-            painter->fillRect(
-                option.rect, QColor(colors_.accent.red(), colors_.accent.green(), colors_.accent.blue(), 46));
-            item.palette.setColor(QPalette::Text, colors_.accent);
-            item.palette.setColor(QPalette::HighlightedText, colors_.accent);
+            painter->fillRect(option.rect, colors_.playingRow);
+            item.palette.setColor(QPalette::Text, colors_.playingText);
+            item.palette.setColor(QPalette::HighlightedText, colors_.playingText);
         } else if (index.column() == TrackListModel::number || index.column() == TrackListModel::pregap) {
             item.palette.setColor(QPalette::Text, colors_.secondary);
         }

@@ -12,6 +12,13 @@ QColor qColor(const Color& color) {
                             static_cast<float>(std::clamp(color.alpha, 0.0, 1.0)));
 }
 
+QColor over(const QColor& top, const QColor& bottom) {
+    const float a = top.alphaF();
+    return QColor::fromRgbF(top.redF() * a + bottom.redF() * (1 - a),
+                            top.greenF() * a + bottom.greenF() * (1 - a),
+                            top.blueF() * a + bottom.blueF() * (1 - a));
+}
+
 ThemeColors ThemeColors::of(const LCTheme& theme) {
     // The display's darkest background colour decides whether the device is a dark or a light one.
     Color glass = theme.backgroundColors.empty() ? Color::black() : theme.backgroundColors.back();
@@ -39,6 +46,14 @@ ThemeColors ThemeColors::of(const LCTheme& theme) {
         colors.accent = qColor(theme.accentColor.mixed(theme.highlightedViewPrimary, 0.35).withAlpha(1));
         colors.hover = qColor(theme.highlightedViewPrimary.withAlpha(0.07));
     }
+    colors.playingRow = colors.accent;
+    colors.playingRow.setAlphaF(0.18F);
+    // On light bodies the accent is mixed towards the ink and can end up as grey as the row.
+    const auto lightness = [](const QColor& c) { return toOKLab({c.redF(), c.greenF(), c.blueF(), 1}).l; };
+    colors.playingText =
+        std::abs(lightness(colors.accent) - lightness(over(colors.playingRow, colors.well))) >= 0.3
+            ? colors.accent
+            : colors.primary;
     return colors;
 }
 
