@@ -19,6 +19,10 @@ QColor over(const QColor& top, const QColor& bottom) {
                             top.blueF() * a + bottom.blueF() * (1 - a));
 }
 
+double lightness(const QColor& color) {
+    return toOKLab({color.redF(), color.greenF(), color.blueF(), 1}).l;
+}
+
 ThemeColors ThemeColors::of(const LCTheme& theme) {
     // The display's darkest background colour decides whether the device is a dark or a light one.
     Color glass = theme.backgroundColors.empty() ? Color::black() : theme.backgroundColors.back();
@@ -49,7 +53,6 @@ ThemeColors ThemeColors::of(const LCTheme& theme) {
     colors.playingRow = colors.accent;
     colors.playingRow.setAlphaF(0.18F);
     // On light bodies the accent is mixed towards the ink and can end up as grey as the row.
-    const auto lightness = [](const QColor& c) { return toOKLab({c.redF(), c.greenF(), c.blueF(), 1}).l; };
     colors.playingText =
         std::abs(lightness(colors.accent) - lightness(over(colors.playingRow, colors.well))) >= 0.3
             ? colors.accent
@@ -69,9 +72,7 @@ QPalette ThemeColors::palette() const {
         p.setColor(group, QPalette::ButtonText, primary);
         p.setColor(group, QPalette::PlaceholderText, secondary);
         p.setColor(group, QPalette::Highlight, accent);
-        QColor onAccent = toOKLab({accent.redF(), accent.greenF(), accent.blueF(), 1}).l > 0.6
-                              ? QColor(20, 20, 20)
-                              : QColor(250, 250, 250);
+        QColor onAccent = lightness(accent) > 0.6 ? QColor(20, 20, 20) : QColor(250, 250, 250);
         p.setColor(group, QPalette::HighlightedText, onAccent);
         p.setColor(group, QPalette::Mid, bodyEdge);
         p.setColor(group, QPalette::Dark, bodyEdge);

@@ -14,6 +14,8 @@ namespace lorvan::window {
 /// display's ink, its active controls in the accent.
 /// `top` (with its alpha) laid over the opaque `bottom`.
 [[nodiscard]] QColor over(const QColor& top, const QColor& bottom);
+/// Perceived lightness, OKLab's L (0 black ... 1 white), of the opaque colour.
+[[nodiscard]] double lightness(const QColor& color);
 
 struct ThemeColors {
     QColor body;      // the panel behind the controls

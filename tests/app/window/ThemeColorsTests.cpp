@@ -7,10 +7,6 @@
 namespace lorvan::window {
 namespace {
 
-double lightness(const QColor& color) {
-    return toOKLab({color.redF(), color.greenF(), color.blueF(), 1}).l;
-}
-
 // The playing row must read at a glance in every theme: its text stands out from the row, the
 // accent's tint over the track list's well (OKLab lightness apart by 0.3 at least).
 TEST(ThemeColors, ThePlayingRowReadsInEveryTheme) {
