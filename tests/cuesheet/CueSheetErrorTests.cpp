@@ -27,11 +27,15 @@ TEST(CueSheetError, TextsFollowTheKindAndShowTheRejectedValue) {
         {Kind::TRACK_InvalidNumberValue_InconsistantWithNumberOfTracks, "3", "Invalid track number",
          "Track number inconsistant with previous one (3)."},
         {Kind::INDEX_InvalidValue, {}, "Invalid Index", "The index value in invalid."},
-        {Kind::INDEX_InvalidBlockValue, "00:00:75", "Invalid Chapter (INDEX)", "The chapter 'blocks' value is invalid."},
+        {Kind::INDEX_InvalidBlockValue, "00:00:75", "Invalid Chapter (INDEX)",
+         "The chapter 'blocks' value is invalid."},
         {Kind::REM_DATE_InvalidSeparator, {}, "Invalid Date", "REM_DATE_InvalidSeparator"},
         {Kind::REM_DATE_InconsistentValues, {}, "Invalid Date", "The date has inconsitent values."},
         {Kind::REM_DISCID_EmptyValue, {}, "REM_DISCID_EmptyValue", "REM_DISCID_EmptyValue"},
-        {Kind::PEAKAMPLITUDE_InvalidValue, {}, "Invalid Peak Amplitude", "The peak amplitude value is invalid."},
+        {Kind::PEAKAMPLITUDE_InvalidValue,
+         {},
+         "Invalid Peak Amplitude",
+         "The peak amplitude value is invalid."},
     };
     for (const auto& row : rows) {
         const CueSheetError error(row.kind, 3, row.value);
@@ -47,8 +51,9 @@ TEST(CueSheetError, LogsALabelledSyntaxErrorLine) {
     CueSheetError(Kind::INDEX_InvalidSecondValue, 14, "00:60:00").log();
     ASSERT_EQ(log.lines().size(), 1u);
     EXPECT_TRUE(log.lines()[0].starts_with("⦿ ⁉️ Syntax Error -"));
-    EXPECT_NE(log.text().find(": Line 14: Invalid Chapter (INDEX) | 'The chapter 'seconds' value is invalid.'"),
-              std::string::npos);
+    EXPECT_NE(
+        log.text().find(": Line 14: Invalid Chapter (INDEX) | 'The chapter 'seconds' value is invalid.'"),
+        std::string::npos);
 }
 
 } // namespace

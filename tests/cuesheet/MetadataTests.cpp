@@ -13,7 +13,9 @@ namespace {
 using Kind = CueSheetError::Kind;
 using Names = std::set<std::string>;
 
-AudioDiscDate::Components components(const AudioDiscDate& date) { return date.components; }
+AudioDiscDate::Components components(const AudioDiscDate& date) {
+    return date.components;
+}
 
 TEST(AudioDiscDate, ParsesPartialAndFullDates) {
     test::CapturedLog quiet;
@@ -38,25 +40,26 @@ TEST(AudioDiscDate, ParsesPartialAndFullDates) {
 }
 
 TEST(AudioDiscDate, RefusesImpossibleDatesWithTheirKind) {
-    const std::vector<std::pair<std::string, Kind>> refused{
-        {"", Kind::commandHasNoArgument},          {"1856", Kind::REM_DATE_InvalidValue_Year},
-        {"-2000", Kind::REM_DATE_InvalidValue_Year}, {"99999999999999999999", Kind::REM_DATE_InvalidValue_Year},
-        {"July 1999", Kind::REM_DATE_InvalidValue}, {"1999-", Kind::REM_DATE_InvalidValue},
-        {"1999-07-", Kind::REM_DATE_InvalidValue},  {"1999.07", Kind::REM_DATE_InvalidFormat},
-        {"1999-07 14", Kind::REM_DATE_InvalidFormat}, {"1999-07-14x", Kind::REM_DATE_InvalidFormat},
-        {"2001-13-01", Kind::REM_DATE_InvalidValue_Month}, {"2001-00", Kind::REM_DATE_InvalidValue_Month},
-        {"2001-01-00", Kind::REM_DATE_InvalidValue_Day}, {"2001-01-32", Kind::REM_DATE_InvalidValue_Day},
-        {"2001-04-31", Kind::REM_DATE_InconsistentValues}, {"2023-02-29", Kind::REM_DATE_InconsistentValues},
-        {"2001-02-29", Kind::REM_DATE_InconsistentValues}, {"1900-02-29", Kind::REM_DATE_InconsistentValues},
-        {"2000-02-30", Kind::REM_DATE_InconsistentValues}};
-    for (const auto& [text, kind] : refused) {
-        SCOPED_TRACE(text);
-        test::CapturedLog log;
-        const auto error = test::thrown<CueSheetError>([&] { (void)AudioDiscDate::parse(text, 7); });
-        EXPECT_EQ(kindName(error.kind()), kindName(kind));
-        EXPECT_EQ(error.line(), 7);
-        EXPECT_TRUE(log.contains("Syntax Error"));
-    }
+    const std::vector<std::pair<Kind, std::vector<std::string>>> refused{
+        {Kind::commandHasNoArgument, {""}},
+        {Kind::REM_DATE_InvalidValue_Year, {"1856", "-2000", "99999999999999999999"}},
+        {Kind::REM_DATE_InvalidValue, {"July 1999", "1999-", "1999-07-"}},
+        {Kind::REM_DATE_InvalidFormat, {"1999.07", "1999-07 14", "1999-07-14x"}},
+        {Kind::REM_DATE_InvalidValue_Month, {"2001-13-01", "2001-00"}},
+        {Kind::REM_DATE_InvalidValue_Day, {"2001-01-00", "2001-01-32"}},
+        // Days that exist in some month or year, but not in this one.
+        {Kind::REM_DATE_InconsistentValues,
+         {"2001-04-31", "2023-02-29", "2001-02-29", "1900-02-29", "2000-02-30"}},
+    };
+    for (const auto& [kind, texts] : refused)
+        for (const auto& text : texts) {
+            SCOPED_TRACE(text);
+            test::CapturedLog log;
+            const auto error = test::thrown<CueSheetError>([&] { (void)AudioDiscDate::parse(text, 7); });
+            EXPECT_EQ(kindName(error.kind()), kindName(kind));
+            EXPECT_EQ(error.line(), 7);
+            EXPECT_TRUE(log.contains("Syntax Error"));
+        }
 }
 
 TEST(ReleaseType, DisplayTextsRoundTrip) {
@@ -70,7 +73,8 @@ TEST(ReleaseType, DisplayTextsRoundTrip) {
 AudioMetadata withTracks(std::vector<std::optional<Names>> performers) {
     AudioMetadata metadata;
     metadata.tracksMetadata.emplace();
-    for (auto& names : performers) metadata.tracksMetadata->emplace_back().performers = names;
+    for (auto& names : performers)
+        metadata.tracksMetadata->emplace_back().performers = names;
     return metadata;
 }
 
@@ -147,9 +151,10 @@ TEST(CueSheetMetadata, FillsTheReleaseBeforeTheFirstTrackAndTracksAfter) {
     EXPECT_EQ(std::tuple(first.isrc, first.gain, first.peak), std::tuple("USSM15900113", 1.5, 0.5));
     EXPECT_EQ(m.tracksMetadata->at(1), AudioTrackMetadata{});
 
-    for (const char* line : {"Release Conductor(s)", "Conductor(s) ", "Release Remixer(s)", "Remixer(s) ",
-                             "Disc Catalog", "Replay gain", ": -7.25 dB", ": 0.99", "Bonus Tracks",
-                             "Extra Tracks", "Release type", ": Compilation", "The date has inconsitent values."})
+    for (const char* line :
+         {"Release Conductor(s)", "Conductor(s) ", "Release Remixer(s)", "Remixer(s) ", "Disc Catalog",
+          "Replay gain", ": -7.25 dB", ": 0.99", "Bonus Tracks", "Extra Tracks", "Release type",
+          ": Compilation", "The date has inconsitent values."})
         EXPECT_TRUE(log.contains(line)) << line;
 }
 
@@ -169,7 +174,8 @@ TEST(CueSheetMetadata, EncodesEnumerationsSetsAndDatesAndDecodesToAnEqualValue) 
     unknown.releaseType = AudioMetadata::ReleaseType::unknown;
     const nlohmann::json encodedUnknown = unknown;
     EXPECT_EQ(encodedUnknown["releaseType"], "Unknown Rlease Type");
-    EXPECT_THROW((void)nlohmann::json({{"releaseType", "Mixtape"}}).get<AudioMetadata>(), nlohmann::json::exception);
+    EXPECT_THROW((void)nlohmann::json({{"releaseType", "Mixtape"}}).get<AudioMetadata>(),
+                 nlohmann::json::exception);
 }
 
 } // namespace

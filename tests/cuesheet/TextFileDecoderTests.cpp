@@ -24,60 +24,39 @@ std::vector<std::string> decodingSteps(const test::CapturedLog& log) {
     return steps;
 }
 
-std::string refusalText(const LocalizedError& error) {
-    return error.errorDescription().value_or("") + ": " + error.failureReason().value_or("");
-}
-
-struct Decoded {
-    std::string text;
-    std::vector<std::string> steps;
-};
-
-Decoded decodeFile(std::string_view bytes) {
+// Each row: the bytes, the text they decode to and the encodings tried on the way
+TEST(TextFileDecoder, TriesUtf8ThenUtf16WithItsMarkThenLatin1) {
+    const std::vector<std::string> utf8{"Succ Unicode (UTF-8)"};
+    const std::vector<std::string> utf16{"Unsu Unicode (UTF-8)", "Succ Unicode (UTF-16)"};
+    const std::vector<std::string> latin1{"Unsu Unicode (UTF-8)", "Unsu Unicode (UTF-16)",
+                                          "Succ Western (ISO Latin 1)"};
+    const struct {
+        std::string bytes, text;
+        std::vector<std::string> steps;
+    } rows[]{
+        {"TITLE \"Caf\xC3\xA9\"\n", "TITLE \"Café\"\n", utf8},
+        // A UTF-8 byte order mark stays in the text; the parser removes it.
+        {"\xEF\xBB\xBFREM", "\xEF\xBB\xBFREM", utf8},
+        {std::string("\xFF\xFEP\0I\0\xC0\x03", 8), "PIπ", utf16},
+        {std::string("\xFE\xFF\0P\x03\xC0", 6), "Pπ", utf16},
+        // UTF-16 with its mark keeps its zero bytes and is text, not binary.
+        {std::string("\xFF\xFER\0", 4), "R", utf16},
+        // 8-bit text without a mark must not come out as CJK. An odd length fails as UTF-16
+        // anyway, so only the even one shows that the mark is required.
+        {"Caf\xE9 au lait", "Café au lait", latin1},
+        {"Caf\xE9 au lait\xE9", "Café au laité", latin1},
+        // A lone low surrogate breaks the UTF-16 reading.
+        {std::string("\xFF\xFE\x41\xDC\x42\x20", 6), "ÿþAÜB ", latin1},
+    };
     test::TemporaryDirectory directory;
-    const auto path = directory.write("sheet.cue", bytes);
-    test::CapturedLog log;
-    Decoded decoded;
-    decoded.text = TextFileDecoder::decode(Url::fileURL(path));
-    decoded.steps = decodingSteps(log);
-    EXPECT_TRUE(log.contains("sheet.cue"));
-    return decoded;
-}
-
-TEST(TextFileDecoder, PlainAsciiAndUtf8AreTheFirstAttempt) {
-    EXPECT_THAT(decodeFile("TITLE \"x\"\n").steps, ElementsAre("Succ Unicode (UTF-8)"));
-    const auto accented = decodeFile("TITLE \"Caf\xC3\xA9\"\n");
-    EXPECT_EQ(accented.text, "TITLE \"Café\"\n");
-    // A UTF-8 byte order mark stays in the text; the parser removes it.
-    EXPECT_EQ(decodeFile("\xEF\xBB\xBFREM").text, "\xEF\xBB\xBFREM");
-}
-
-TEST(TextFileDecoder, Utf16NeedsAByteOrderMarkInEitherOrder) {
-    const std::string little("\xFF\xFEP\0I\0\xC0\x03", 8); // "PI" + U+03C0
-    const auto decodedLittle = decodeFile(little);
-    EXPECT_EQ(decodedLittle.text, "PIπ");
-    EXPECT_THAT(decodedLittle.steps, ElementsAre("Unsu Unicode (UTF-8)", "Succ Unicode (UTF-16)"));
-
-    const std::string big("\xFE\xFF\0P\x03\xC0", 6);
-    EXPECT_EQ(decodeFile(big).text, "Pπ");
-
-    // 8-bit text without a mark must not come out as CJK: it is ISO Latin-1. An odd length
-    // fails as UTF-16 anyway, so only the even one shows that the mark is required.
-    for (const auto& [bytes, text] : std::vector<std::pair<std::string, std::string>>{
-             {"Caf\xE9 au lait", "Café au lait"}, {"Caf\xE9 au lait\xE9", "Café au laité"}}) {
-        SCOPED_TRACE(bytes.size());
-        const auto latin = decodeFile(bytes);
-        EXPECT_EQ(latin.text, text);
-        EXPECT_THAT(latin.steps, ElementsAre("Unsu Unicode (UTF-8)", "Unsu Unicode (UTF-16)",
-                                             "Succ Western (ISO Latin 1)"));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        const auto path = directory.write("sheet.cue", row.bytes);
+        test::CapturedLog log;
+        EXPECT_EQ(TextFileDecoder::decode(Url::fileURL(path)), row.text);
+        EXPECT_EQ(decodingSteps(log), row.steps);
+        EXPECT_TRUE(log.contains("sheet.cue"));
     }
-}
-
-TEST(TextFileDecoder, BrokenUtf16FallsThroughToLatin1) {
-    const std::string unpairedSurrogate("\xFF\xFE\x41\xDC\x42\x20", 6); // a lone low surrogate
-    const auto decoded = decodeFile(unpairedSurrogate);
-    EXPECT_THAT(decoded.steps.back(), "Succ Western (ISO Latin 1)");
-    EXPECT_EQ(decoded.text, "ÿþAÜB ");
 }
 
 TextFileDecoderError refusal(const std::filesystem::path& path) {
@@ -107,16 +86,14 @@ TEST(TextFileDecoder, WhatIsNotARegularFileIsRefusedBeforeItIsOpened) {
 TEST(TextFileDecoder, SheetsAboveOneMebibyteAndBinaryAreRefused) {
     test::TemporaryDirectory directory;
     const std::string largest(TextFileDecoderError::maximumFileSize, '\n');
-    EXPECT_EQ(decodeFile(largest).text.size(), largest.size()) << "the limit itself is accepted";
-    {
-        test::CapturedLog log;
-        const auto error = refusal(directory.write("large.cue", largest + "\n"));
-        EXPECT_EQ(error.kind(), TextFileDecoderError::Kind::fileTooLarge);
-        EXPECT_EQ(refusalText(error),
-                  "Not a cue sheet: 'large.cue' is larger than 1 MiB, far more than any cue sheet.");
-    }
-    // NUL bytes in Latin-1 or UTF-8 text (an audio file named as a sheet); UTF-16 with its mark
-    // keeps its zero bytes and is text.
+    EXPECT_EQ(TextFileDecoder::decode(Url::fileURL(directory.write("largest.cue", largest))).size(),
+              largest.size())
+        << "the limit itself is accepted";
+    const auto large = refusal(directory.write("large.cue", largest + "\n"));
+    EXPECT_EQ(large.kind(), TextFileDecoderError::Kind::fileTooLarge);
+    EXPECT_EQ(large.errorDescription(), "Not a cue sheet");
+    EXPECT_EQ(large.failureReason(), "'large.cue' is larger than 1 MiB, far more than any cue sheet.");
+    // NUL bytes in Latin-1 or UTF-8 text: an audio file named as a sheet.
     for (const std::string& bytes : {std::string("fLaC\0\0\0\x22\xFF", 9), std::string("REM\0", 4)}) {
         test::CapturedLog log;
         const auto error = refusal(directory.write("binary.cue", bytes));
@@ -124,7 +101,6 @@ TEST(TextFileDecoder, SheetsAboveOneMebibyteAndBinaryAreRefused) {
         EXPECT_EQ(log.text().find('\0'), std::string::npos) << "the bytes never reach the log";
         EXPECT_EQ(log.text().find("fLaC"), std::string::npos);
     }
-    EXPECT_EQ(decodeFile(std::string("\xFF\xFER\0", 4)).text, "R");
 }
 
 TEST(TextFileDecoder, AnUnreadableFileFailsEverySevenEncodings) {

@@ -77,11 +77,15 @@ TEST(TimecodeFormat, LeadingNumberWidthAndCap) {
 
     // The cap touches the leading number only, whatever the unit.
     const Timecode longOne(5, 1, 1, 1, 2, 75); // 2 days 01:01:01 and 5 sectors
-    for (const auto& [unit, cap, text] :
-         {std::tuple{Unit::day, 1u, "1 days 01:01:01"}, {Unit::hour, 30u, "30:01:01"}, {Unit::hour, 60u, "49:01:01"},
-          {Unit::minute, 99u, "99:01"}, {Unit::second, 100000u, "100000"}, {Unit::second, 1000000u, "176461"}})
-        EXPECT_EQ(longOne.formatted(TimecodeFormat(unit, cap, std::nullopt, Precision::second, false, true, true)),
-                  text);
+    for (const auto& [unit, cap, text] : {std::tuple{Unit::day, 1u, "1 days 01:01:01"},
+                                          {Unit::hour, 30u, "30:01:01"},
+                                          {Unit::hour, 60u, "49:01:01"},
+                                          {Unit::minute, 99u, "99:01"},
+                                          {Unit::second, 100000u, "100000"},
+                                          {Unit::second, 1000000u, "176461"}})
+        EXPECT_EQ(
+            longOne.formatted(TimecodeFormat(unit, cap, std::nullopt, Precision::second, false, true, true)),
+            text);
 }
 
 TEST(TimecodeFormat, ShortDisplayDropsAZeroLeadingNumber) {
@@ -89,8 +93,10 @@ TEST(TimecodeFormat, ShortDisplayDropsAZeroLeadingNumber) {
     const auto shortFormat = [](Unit unit) {
         return TimecodeFormat(unit, std::nullopt, std::nullopt, Precision::second, false, false, true);
     };
-    for (const auto& [unit, text] :
-         {std::pair{Unit::day, "00:03:25"}, {Unit::hour, "03:25"}, {Unit::minute, "3:25"}, {Unit::second, "205"}})
+    for (const auto& [unit, text] : {std::pair{Unit::day, "00:03:25"},
+                                     {Unit::hour, "03:25"},
+                                     {Unit::minute, "3:25"},
+                                     {Unit::second, "205"}})
         EXPECT_EQ(timecode.formatted(shortFormat(unit)), text);
     EXPECT_EQ(Timecode(0, 44100).formatted(shortFormat(Unit::second)), "0");
     EXPECT_EQ(Timecode(44100 * 86400LL, 44100).formatted(shortFormat(Unit::day)), "1 days 00:00:00");
@@ -122,9 +128,12 @@ TEST(TimecodeFormat, FractionsRoundDown) {
 }
 
 TEST(TimecodeFormat, FrameFractionHasTheDigitsOfTheRate) {
-    for (const auto& [position, rate, text] :
-         {std::tuple{7, 44100, "0:00:00'00007"}, {5, 1, "0:00:05'0"}, {13, 9, "0:00:01'4"}, {13, 10, "0:00:01'03"},
-          {105, 100, "0:00:01'005"}, {192001, 192000, "0:00:01'000001"}})
+    for (const auto& [position, rate, text] : {std::tuple{7, 44100, "0:00:00'00007"},
+                                               {5, 1, "0:00:05'0"},
+                                               {13, 9, "0:00:01'4"},
+                                               {13, 10, "0:00:01'03"},
+                                               {105, 100, "0:00:01'005"},
+                                               {192001, 192000, "0:00:01'000001"}})
         EXPECT_EQ(Timecode(position, rate).formatted(Style::frames), text) << rate;
 }
 
@@ -132,9 +141,11 @@ TEST(TimecodeFormat, SignAndPadding) {
     const auto signedFormat = [](bool positiveSign, bool padding) {
         return TimecodeFormat(Unit::minute, std::nullopt, 2, Precision::second, positiveSign, true, padding);
     };
-    for (const auto& [position, sign, padding, text] :
-         {std::tuple{75, true, true, "+00:01"}, {-75, true, true, "-00:01"}, {0, true, false, "+00:00"},
-          {-75, false, false, "-00:01"}, {75, false, false, "00:01"}})
+    for (const auto& [position, sign, padding, text] : {std::tuple{75, true, true, "+00:01"},
+                                                        {-75, true, true, "-00:01"},
+                                                        {0, true, false, "+00:00"},
+                                                        {-75, false, false, "-00:01"},
+                                                        {75, false, false, "00:01"}})
         EXPECT_EQ(Timecode(position, 75).formatted(signedFormat(sign, padding)), text) << position;
 }
 
