@@ -27,30 +27,33 @@ private:
     std::optional<std::string> description_, reason_, suggestion_;
 };
 
-TEST(RefusedOpenAlert, ShowsDescriptionReasonAndSuggestion) {
+TEST(RefusedOpenAlert, ShowsDescriptionReasonAndSuggestionWithoutGapsOrPlaceholders) {
     test::application();
     QWidget window;
-    const ThreeTextError error("The cue sheet “Live – 1999.cue” could not be opened.",
-                               "Line 7: INDEX 01 comes before any TRACK.",
-                               "Open the cue sheet in a text editor and add the missing TRACK.");
-    const auto box = makeRefusedOpenAlert(error, &window);
-    EXPECT_EQ(box->text(), QString::fromUtf8("The cue sheet “Live – 1999.cue” could not be opened."));
-    EXPECT_EQ(box->informativeText(), QString::fromUtf8("Line 7: INDEX 01 comes before any TRACK.\n\n"
-                                                        "Open the cue sheet in a text editor and add the "
-                                                        "missing TRACK."));
-    EXPECT_EQ(box->icon(), QMessageBox::Warning);
-    EXPECT_EQ(box->parentWidget(), &window);
-}
-
-TEST(RefusedOpenAlert, MissingTextsLeaveNoGapAndNoPlaceholder) {
-    test::application();
-    // Only a suggestion: no leading blank lines. No description: the error's own message.
-    const auto onlySuggestion =
-        makeRefusedOpenAlert(ThreeTextError("Refused.", std::nullopt, "Try another folder."), nullptr);
-    EXPECT_EQ(onlySuggestion->informativeText(), "Try another folder.");
-    const auto empty = makeRefusedOpenAlert(ThreeTextError(std::nullopt, "", std::nullopt), nullptr);
-    EXPECT_EQ(empty->text(), "what() is not shown when there is a description");
-    EXPECT_TRUE(empty->informativeText().isEmpty());
+    using Text = std::optional<std::string>;
+    const struct {
+        const char* what;
+        Text description, reason, suggestion;
+        QString text, informative;
+    } rows[] = {
+        {"all three, apart by a blank line", "The cue sheet “Live – 1999.cue” could not be opened.",
+         "Line 7: INDEX 01 comes before any TRACK.", "Add the missing TRACK.",
+         QString::fromUtf8("The cue sheet “Live – 1999.cue” could not be opened."),
+         "Line 7: INDEX 01 comes before any TRACK.\n\nAdd the missing TRACK."},
+        {"only a suggestion: no leading blank lines", "Refused.", std::nullopt, "Try another folder.",
+         "Refused.", "Try another folder."},
+        {"no description: the error's own message", std::nullopt, "", std::nullopt,
+         "what() is not shown when there is a description", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const auto box =
+            makeRefusedOpenAlert(ThreeTextError(row.description, row.reason, row.suggestion), &window);
+        EXPECT_EQ(box->text(), row.text);
+        EXPECT_EQ(box->informativeText(), row.informative);
+        EXPECT_EQ(box->icon(), QMessageBox::Warning);
+        EXPECT_EQ(box->parentWidget(), &window);
+    }
 }
 
 TEST(RefusedOpenAlert, ShownWithoutBlockingAndGoneWhenClosed) {
@@ -65,33 +68,6 @@ TEST(RefusedOpenAlert, ShownWithoutBlockingAndGoneWhenClosed) {
     box->accept();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_FALSE(box);
-}
-
-TEST(PlaybackMessages, OneNonModalBoxShowsTheLatestTrouble) {
-    test::application();
-    QWidget window;
-    window.show();
-    PlaybackMessages messages(&window);
-    EXPECT_EQ(messages.box(), nullptr);
-    messages.showReadFailure("track02.flac: decoding failed at 0:41");
-    QMessageBox* first = messages.box();
-    ASSERT_NE(first, nullptr);
-    EXPECT_TRUE(first->isVisible());
-    EXPECT_EQ(first->windowModality(), Qt::NonModal);
-    EXPECT_TRUE(first->informativeText().startsWith("track02.flac: decoding failed at 0:41"));
-    EXPECT_TRUE(first->informativeText().endsWith("Playback stopped.")) << "a failed read stops the disc";
-
-    messages.showDeviceLost("USB Audio was unplugged");
-    EXPECT_EQ(messages.box(), first) << "a second trouble reuses the box instead of stacking one";
-    EXPECT_NE(first->text(), QString("Lorvan could not read part of the disc."));
-    EXPECT_TRUE(first->informativeText().startsWith("USB Audio was unplugged"));
-    EXPECT_TRUE(first->informativeText().endsWith("Playback goes on.")) << "without sound, at its pace";
-
-    first->accept();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_EQ(messages.box(), nullptr);
-    messages.showReadFailure("again");
-    EXPECT_NE(messages.box(), nullptr) << "a trouble after the user closed the box opens a new one";
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "WindowTestSupport.hpp"
+#include "app/session/DiscOpening.hpp"
 #include "app/window/DisplayView.hpp"
 #include "app/window/RateVolumePanel.hpp"
 #include "app/window/TrackListModel.hpp"
@@ -37,8 +38,7 @@ TEST(MainWindowTest, StartsEmptyAndSaysSo) {
 // Each action of the menus reaches the real player and the window shows what it did.
 TEST(MainWindowTest, EveryActionReachesThePlayer) {
     WindowFixture f;
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     AudioDiscPlayer& p = f.player();
     const auto disc = p.disc();
     ASSERT_TRUE(disc);
@@ -122,8 +122,7 @@ TEST(MainWindowTest, EveryActionReachesThePlayer) {
     EXPECT_FALSE(p.disc());
     EXPECT_EQ(f.window->displayView().state().title, "No disc");
 
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     f.trigger("eject");
     EXPECT_FALSE(p.disc()) << "Eject takes the disc out even while it plays";
 }
@@ -132,8 +131,7 @@ TEST(MainWindowTest, EveryActionReachesThePlayer) {
 // when the view model publishes it, and then every widget shows the published values.
 TEST(MainWindowTest, WidgetsFollowWhatTheViewModelPublishes) {
     WindowFixture f;
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     AudioDiscPlayer& p = f.player();
     const auto disc = p.disc();
     ASSERT_TRUE(disc);
@@ -179,14 +177,10 @@ TEST(MainWindowTest, WidgetsFollowWhatTheViewModelPublishes) {
 
 TEST(MainWindowTest, ClickingTheTimeCyclesItsModeAndDoubleClickingATrackPlaysIt) {
     WindowFixture f;
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     f.window->show();
     window::DisplayView& display = f.window->displayView();
-    const QPointF at = display.timeRect().center();
-    QMouseEvent press(QEvent::MouseButtonPress, at, display.mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
-                      Qt::NoModifier);
-    QApplication::sendEvent(&display, &press);
+    click(display, display.timeRect().center());
     EXPECT_EQ(f.player().playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::trackRemainingTime);
 
     QTreeView& tracks = f.window->trackView();
@@ -203,8 +197,7 @@ TEST(MainWindowTest, ClickingTheTimeCyclesItsModeAndDoubleClickingATrackPlaysIt)
 // where the track has one: the rows add up to the disc, no second counted twice.
 TEST(MainWindowTest, TrackLengthsAndPregapsAddUpToTheDisc) {
     WindowFixture f;
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     const window::TrackListModel& list = f.window->trackList();
     const DiscSummary& disc = f.viewModel->disc.value();
     ASSERT_EQ(list.rowCount(), 3);
@@ -214,13 +207,12 @@ TEST(MainWindowTest, TrackLengthsAndPregapsAddUpToTheDisc) {
     EXPECT_EQ(sum, disc.totalFrames);
     // The demo: a 2 s pregap before track 1, INDEX 00 of track 2 at 0:09 and its INDEX 01 at
     // 0:10, track 3 from 0:20 to the end at 0:30.
-    const auto text = [&](int row, int column) { return list.index(row, column).data().toString(); };
-    EXPECT_EQ(text(0, window::TrackListModel::length), "0:09");
-    EXPECT_EQ(text(0, window::TrackListModel::pregap), "0:02");
-    EXPECT_EQ(text(1, window::TrackListModel::length), "0:10");
-    EXPECT_EQ(text(1, window::TrackListModel::pregap), "0:01");
-    EXPECT_EQ(text(2, window::TrackListModel::length), "0:10");
-    EXPECT_EQ(text(2, window::TrackListModel::pregap), "") << "no pregap, nothing shown";
+    // Track 3 has no pregap: nothing is shown, not "0:00".
+    const QStringList lengths{"0:09", "0:10", "0:10"}, pregaps{"0:02", "0:01", ""};
+    for (int row = 0; row < 3; ++row) {
+        EXPECT_EQ(list.index(row, window::TrackListModel::length).data().toString(), lengths[row]) << row;
+        EXPECT_EQ(list.index(row, window::TrackListModel::pregap).data().toString(), pregaps[row]) << row;
+    }
 }
 
 TEST(MainWindowTest, ThemesAndBrightnessPersistAndRepaint) {
@@ -267,17 +259,31 @@ TEST(MainWindowTest, ThemesAndBrightnessPersistAndRepaint) {
 
 TEST(MainWindowTest, RefusedOpenKeepsThePlayingDiscAndShowsTheErrorTexts) {
     WindowFixture f;
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
+    f.openDemo();
     const auto playing = f.player().disc();
     TemporaryDirectory folder;
     const auto broken =
         folder.write("broken.cue", "FILE \"missing.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
-    EXPECT_FALSE(f.window->openPath(broken));
-    EXPECT_EQ(f.player().disc(), playing);
-    EXPECT_EQ(f.player().state(), State::playing);
-    EXPECT_FALSE(f.window->lastAlertText().isEmpty());
-    EXPECT_FALSE(f.window->openPath(folder.path() / "nothing here.cue"));
-    EXPECT_EQ(f.player().disc(), playing);
+    for (const std::filesystem::path& path : {broken, folder.path() / "nothing here.cue"}) {
+        SCOPED_TRACE(path.filename().string());
+        EXPECT_FALSE(f.window->openPath(path));
+        EXPECT_EQ(f.player().disc(), playing);
+        EXPECT_EQ(f.player().state(), State::playing);
+        // The alert carries each of the texts the refusal has, as the error states them.
+        int texts = 0;
+        try {
+            (void)openDisc(path);
+        } catch (const LocalizedError& error) {
+            for (const auto& text :
+                 {error.errorDescription(), error.failureReason(), error.recoverySuggestion()})
+                if (text && !text->empty()) {
+                    ++texts;
+                    EXPECT_TRUE(f.window->lastAlertText().contains(QString::fromStdString(*text)))
+                        << *text << " not in " << f.window->lastAlertText().toStdString();
+                }
+        }
+        EXPECT_GE(texts, 2) << "a description and a reason at least";
+    }
     EXPECT_EQ(f.window->recentDiscs().size(), 1) << "refusals are not remembered";
 }
 

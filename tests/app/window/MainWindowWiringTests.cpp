@@ -14,6 +14,8 @@
 #include <QAction>
 #include <QComboBox>
 #include <QMessageBox>
+#include <QPlainTextEdit>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace lorvan::test {
@@ -26,57 +28,47 @@ QImage iconImage(const QIcon& icon) {
     return icon.pixmap(16, 16).toImage();
 }
 
-TEST(MainWindowWiring, EachMenuOpensItsOwnWindowOnceAndRaisesItAfterwards) {
+TEST(MainWindowWiring, EachMenuOpensItsOwnWindowOnceAndShowsItAgainAfterwards) {
     WindowFixture f;
     ConsoleLogRecord record;
     f.window->setConsoleLogRecord(&record);
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     f.window->show();
 
-    EXPECT_EQ(f.window->aboutWindow(), nullptr) << "made when first asked for";
-    f.trigger("showAbout");
-    AboutWindow* about = f.window->aboutWindow();
-    ASSERT_NE(about, nullptr);
-    EXPECT_TRUE(about->isVisible());
-    about->close();
-    f.trigger("showAbout");
-    EXPECT_EQ(f.window->aboutWindow(), about);
-    EXPECT_TRUE(about->isVisible()) << "closed, then shown again";
+    const std::pair<const char*, std::function<QWidget*()>> windows[] = {
+        {"showAbout", [&] { return f.window->aboutWindow(); }},
+        {"showDiscInfo", [&] { return f.window->discInfoWindow(); }},
+        {"showSettingsWindow", [&] { return f.window->preferencesWindow(); }},
+        {"showConsoleLog", [&] { return f.window->consoleLogWindow(); }},
+    };
+    for (const auto& [action, made] : windows) {
+        SCOPED_TRACE(action);
+        EXPECT_EQ(made(), nullptr) << "made when first asked for";
+        f.trigger(action);
+        QWidget* shown = made();
+        ASSERT_NE(shown, nullptr);
+        EXPECT_TRUE(shown->isVisible());
+        EXPECT_TRUE(shown->isWindow());
+        shown->close();
+        f.trigger(action);
+        EXPECT_EQ(made(), shown) << "one window, not a second";
+        EXPECT_TRUE(shown->isVisible()) << "closed, then shown again";
+    }
 
-    f.trigger("showDiscInfo");
-    DiscInfoWindow* info = f.window->discInfoWindow();
-    ASSERT_NE(info, nullptr);
-    EXPECT_TRUE(info->isVisible());
-    EXPECT_TRUE(info->isWindow());
-    EXPECT_FALSE(info->lookupURL().isEmpty()) << "it shows the disc that is in the player";
-    f.trigger("showDiscInfo");
-    EXPECT_EQ(f.window->discInfoWindow(), info);
-    // The open window follows the disc: out goes the disc, out go its identifiers.
-    f.trigger("eject");
-    EXPECT_TRUE(info->lookupURL().isEmpty());
-
-    f.trigger("showSettingsWindow");
-    PreferencesWindow* preferences = f.window->preferencesWindow();
-    ASSERT_NE(preferences, nullptr);
-    EXPECT_TRUE(preferences->isVisible());
-    f.trigger("showSettingsWindow");
-    EXPECT_EQ(f.window->preferencesWindow(), preferences);
-
-    f.trigger("showConsoleLog");
-    ConsoleLogWindow* log = f.window->consoleLogWindow();
-    ASSERT_NE(log, nullptr);
-    EXPECT_TRUE(log->isVisible());
+    // The console log window shows the record it was given, live.
     ConsoleLog::write("a line for the open window");
     QCoreApplication::processEvents();
-    f.trigger("showConsoleLog");
-    EXPECT_EQ(f.window->consoleLogWindow(), log);
+    EXPECT_TRUE(
+        f.window->consoleLogWindow()->textView()->toPlainText().contains("a line for the open window"));
+    // The disc info window follows the disc: out goes the disc, out go its identifiers.
+    EXPECT_FALSE(f.window->discInfoWindow()->lookupURL().isEmpty()) << "it shows the disc in the player";
+    f.trigger("eject");
+    EXPECT_TRUE(f.window->discInfoWindow()->lookupURL().isEmpty());
 }
 
 TEST(MainWindowWiring, TheRepeatModeIsOneChoiceInTheMenuAndInThePreferences) {
     WindowFixture f;
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     f.trigger("repeat.Current Track");
     f.trigger("showSettingsWindow");
     QComboBox* box = f.window->preferencesWindow()->playback()->repeatBox();
@@ -121,27 +113,23 @@ TEST(MainWindowWiring, TheChosenSoundDevicePlaysTheNextDiscOpened) {
 
 TEST(MainWindowWiring, EveryOpenWaitsWhenThePreferenceSaysSo) {
     WindowFixture f;
-    f.playerSettings->playWhenOpened.set(false);
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
-    ASSERT_TRUE(f.player().disc());
-    EXPECT_EQ(f.player().state(), State::stopped);
-    EXPECT_EQ(f.window->displayView().state().title, "Morning Arpeggios") << "the disc is in, waiting";
-    // Through a folder (as a drop or Open Folder as Disc would) too.
-    ASSERT_TRUE(f.window->openPath(demoCueSheet().parent_path()));
-    f.settle();
-    EXPECT_EQ(f.player().state(), State::stopped);
-
-    f.playerSettings->playWhenOpened.set(true);
-    ASSERT_TRUE(f.window->openPath(demoCueSheet().parent_path()));
-    f.settle();
-    EXPECT_EQ(f.player().state(), State::playing);
+    // The sheet, then its folder as a drop or Open Folder as Disc gives it.
+    const std::filesystem::path sheet = demoCueSheet(), folder = sheet.parent_path();
+    const std::tuple<bool, std::filesystem::path, State> opens[] = {
+        {false, sheet, State::stopped}, {false, folder, State::stopped}, {true, folder, State::playing}};
+    for (const auto& [playWhenOpened, path, expected] : opens) {
+        SCOPED_TRACE(path.string());
+        f.playerSettings->playWhenOpened.set(playWhenOpened);
+        ASSERT_TRUE(f.window->openPath(path));
+        f.settle();
+        EXPECT_EQ(f.player().state(), expected);
+        EXPECT_EQ(f.window->displayView().state().title, "Morning Arpeggios") << "the disc is in";
+    }
 }
 
 TEST(MainWindowWiring, TroublesWhilePlayingShowOneMessageSayingWhatHappensNext) {
     WindowFixture f;
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     f.window->show();
     const auto disc = f.player().disc();
     // What the session reports after it has acted: 3.5 s into track 2 the reads ran dry.
@@ -161,9 +149,16 @@ TEST(MainWindowWiring, TroublesWhilePlayingShowOneMessageSayingWhatHappensNext) 
 
     ASSERT_TRUE(f.session->notifications.soundDeviceLost);
     f.session->notifications.soundDeviceLost();
-    EXPECT_EQ(f.window->playbackMessages().box(), box);
+    EXPECT_EQ(f.window->playbackMessages().box(), box) << "one box for the latest trouble, not a stack";
     EXPECT_EQ(box->text(), "The sound device was lost.");
     EXPECT_TRUE(box->informativeText().endsWith("Playback goes on."));
+    // Closed by the user, the box goes; the next trouble opens a new one.
+    box->accept();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(f.window->playbackMessages().box(), nullptr);
+    f.session->notifications.readFailed(track2);
+    ASSERT_NE(f.window->playbackMessages().box(), nullptr);
+    EXPECT_TRUE(f.window->playbackMessages().box()->isVisible());
 
     // The session outlives the window: its notifications must not reach a window that is gone.
     f.window.reset();
@@ -180,8 +175,7 @@ TEST(MainWindowWiring, MenuItemsCarryIconsAndPlayPauseShowsWhatItWouldDo) {
         EXPECT_FALSE(f.window->action(name)->icon().isNull()) << name;
     const auto icon = [&](const char* name) { return iconImage(f.window->action(name)->icon()); };
     EXPECT_EQ(icon("playPause"), iconImage(actionIcon(ActionIcon::play)));
-    ASSERT_TRUE(f.window->openPath(demoCueSheet()));
-    f.settle();
+    f.openDemo();
     EXPECT_EQ(icon("playPause"), iconImage(actionIcon(ActionIcon::pause)));
     EXPECT_NE(icon("playPause"), iconImage(actionIcon(ActionIcon::play)));
     f.trigger("repeat.Current Track");

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QMouseEvent>
 #include <cstdlib>
 
 namespace lorvan::test {
@@ -38,6 +39,15 @@ const std::filesystem::path& demoCueSheet() {
         return folder.path() / "demo" / "Lorvan Demo.cue";
     }();
     return cue;
+}
+
+void click(QWidget& widget, QPointF at) {
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, at, widget.mapToGlobal(at), Qt::LeftButton,
+                          type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(&widget, &event);
+    }
+    QCoreApplication::processEvents();
 }
 
 WindowFixture::WindowFixture() {
@@ -83,6 +93,11 @@ void WindowFixture::trigger(const char* name) const {
         return;
     }
     action->trigger();
+    settle();
+}
+
+void WindowFixture::openDemo() const {
+    EXPECT_TRUE(window->openPath(demoCueSheet()));
     settle();
 }
 

@@ -9,7 +9,9 @@
 #include "presentation/UserUISettings.hpp"
 
 #include <QApplication>
+#include <QPointF>
 #include <QString>
+#include <QWidget>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -27,6 +29,9 @@ QString settingsFileText();
 
 /// The demo disc written by `lorvan-cli demo` into a folder shared by the cases of this run.
 [[nodiscard]] const std::filesystem::path& demoCueSheet();
+
+/// A left click at `at`, pressed and released, as the mouse sends it.
+void click(QWidget& widget, QPointF at);
 
 /// A main window over the real session's player on the manual output and its view model, with
 /// settings in memory.
@@ -49,6 +54,8 @@ struct WindowFixture {
     void settle() const;
     /// Triggers the action named `name`, then settles.
     void trigger(const char* name) const;
+    /// Opens the demo disc (playing at once unless the preference says to wait), then settles.
+    void openDemo() const;
 };
 
 } // namespace lorvan::test
