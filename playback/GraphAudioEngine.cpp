@@ -9,7 +9,10 @@ namespace lorvan {
 GraphAudioEngine::GraphAudioEngine(std::unique_ptr<AudioOutput> output, ResamplerFactory resamplers)
     : output_(std::move(output))
     , resamplerFactory_(std::move(resamplers))
-    , node_([this] { varispeed_.recycle(); }) {
+    , node_([this] {
+        varispeed_.recycle();
+        converters_.recycle();
+    }) {
     if (!output_) throw std::invalid_argument("GraphAudioEngine needs an output");
 }
 
@@ -34,14 +37,23 @@ void GraphAudioEngine::connect(const AudioFormat& format) {
     mixScratch_.allocate(discChannels_, maximumBlock);
     convertInput_.allocate(outChannels_, maximumBlock);
     speed_.connect(discChannels_, format.sampleRate, resamplerFactory_);
-    converter_.reset();
-    if (configuration.sampleRate != format.sampleRate) {
-        if (!resamplerFactory_)
-            throw AudioEngineError(AudioEngineError::Kind::outputUnavailable,
-                                   "The output cannot run at the disc's sample rate");
-        converter_ =
-            resamplerFactory_({outChannels_, format.sampleRate, configuration.sampleRate, false, 1.0});
-    }
+    converting_ = configuration.sampleRate != format.sampleRate;
+    if (converting_ && !resamplerFactory_)
+        throw AudioEngineError(AudioEngineError::Kind::outputUnavailable,
+                               "The output cannot run at the disc's sample rate");
+    graph::Planes warmUpOutput;
+    warmUpOutput.allocate(outChannels_, maximumBlock);
+    converters_.replace(converting_ ? resamplerFactory_ : ResamplerFactory{},
+                        {outChannels_, format.sampleRate, configuration.sampleRate, false, 1.0},
+                        [&](Resampler& converter) {
+                            (void)converter.process(convertInput_.data(), graph::resamplerChunk,
+                                                    warmUpOutput.data(), maximumBlock);
+                        });
+    converter_ = converters_.acquire();
+    if (converting_ && converter_ == nullptr)
+        throw AudioEngineError(AudioEngineError::Kind::outputUnavailable,
+                               "No converter to the output's rate");
+    converterFlush_ = node_.flushGeneration();
     convertOffset_ = convertFrames_ = 0;
     format_ = format;
     configuration_ = configuration;
@@ -86,8 +98,22 @@ std::uint32_t GraphAudioEngine::drain(float* const* planes, std::uint32_t frames
     return rendered;
 }
 
+void GraphAudioEngine::discardConvertedAudio() noexcept {
+    convertFrames_ = 0;
+    // The converter's filter still holds some 20 ms of the discarded audio: take the clean one.
+    if (Resampler* clean = converters_.acquire()) {
+        converters_.release(converter_);
+        converter_ = clean;
+        node_.requestHousekeeping();
+    }
+}
+
 std::uint32_t GraphAudioEngine::renderBlock(float* const* planes, std::uint32_t frames, bool pad) noexcept {
-    if (!converter_) return pullMixer(planes, frames, pad);
+    if (!converting_) return pullMixer(planes, frames, pad);
+    if (const auto flush = node_.flushGeneration(); flush != converterFlush_) {
+        converterFlush_ = flush;
+        discardConvertedAudio();
+    }
     std::uint32_t produced = 0;
     int stalls = 0;
     while (produced < frames) {

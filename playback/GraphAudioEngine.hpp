@@ -4,8 +4,8 @@
 #include "playback/AudioOutput.hpp"
 #include "playback/GraphPlanes.hpp"
 #include "playback/GraphPlayerNode.hpp"
+#include "playback/GraphResamplerPair.hpp"
 #include "playback/GraphVarispeed.hpp"
-#include "playback/Resampler.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -17,8 +17,9 @@ namespace lorvan {
 ///
 /// The mixer maps the disc's channels onto the output's (mono to every speaker; otherwise
 /// channel by channel, silence for extra speakers) and converts to the output's rate with a
-/// fixed-ratio resampler when the output cannot run at the disc's rate. At rate 1.0 and volume
-/// 1.0, with the output at the disc's rate and channel count, samples pass bit for bit.
+/// fixed-ratio resampler when the output cannot run at the disc's rate; when the node discards
+/// its audio (`stop`), what that resampler holds is discarded too. At rate 1.0 and volume 1.0,
+/// with the output at the disc's rate and channel count, samples pass bit for bit.
 class GraphAudioEngine final : public AudioEngine, private AudioRenderSource {
 public:
     /// The largest block the graph renders at once; longer requests are split.
@@ -49,10 +50,13 @@ private:
 
     std::uint32_t renderBlock(float* const* planes, std::uint32_t frames, bool pad) noexcept;
     std::uint32_t pullMixer(float* const* planes, std::uint32_t frames, bool pad) noexcept;
+    void discardConvertedAudio() noexcept;
 
     std::unique_ptr<AudioOutput> output_;
     ResamplerFactory resamplerFactory_;
-    GraphVarispeed varispeed_; // before the node, whose completion thread recycles its resamplers
+    // Before the node, whose completion thread recycles their resamplers.
+    GraphVarispeed varispeed_;
+    ResamplerPair converters_;
     GraphPlayerNode node_;
     VarispeedStage speed_{node_, varispeed_};
     std::optional<AudioFormat> format_;
@@ -66,7 +70,9 @@ private:
     graph::Planes convertInput_; // mixer output feeding the output-rate converter
     std::uint32_t convertOffset_ = 0;
     std::uint32_t convertFrames_ = 0;
-    std::unique_ptr<Resampler> converter_;
+    bool converting_ = false;
+    Resampler* converter_ = nullptr;
+    std::uint32_t converterFlush_ = 0; // the node's flush generation the converter's audio is from
 };
 
 } // namespace lorvan

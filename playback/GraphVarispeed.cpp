@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <thread>
 
 namespace lorvan {
 
@@ -21,21 +20,6 @@ void GraphVarispeed::setRate(float rate) {
     recycle();
 }
 
-void GraphVarispeed::recycle() {
-    for (auto& slot : slots_) {
-        // The slot is ours only once the exchange succeeded: `connect` replaces the resampler
-        // under the same state, so it must not even be looked at before.
-        int expected = used;
-        if (!slot.state.compare_exchange_strong(expected, resetting, std::memory_order_acq_rel)) continue;
-        if (!slot.resampler) {
-            slot.state.store(used, std::memory_order_release);
-            continue;
-        }
-        slot.resampler->reset();
-        slot.state.store(clean, std::memory_order_release);
-    }
-}
-
 // MARK: - Render side
 
 void VarispeedStage::connect(int channels, double sampleRate, const ResamplerFactory& factory) {
@@ -46,29 +30,14 @@ void VarispeedStage::connect(int channels, double sampleRate, const ResamplerFac
     history_.allocate(channels_, historyFrames);
     pendingRaw_.allocate(channels_, 3 * static_cast<std::size_t>(maximumBlock));
 
-    ResamplerSpec spec{channels_, sampleRate, sampleRate, true, 4.0};
-    for (auto& slot : control_.slots_) {
-        // Take the slot from the completion thread, which may be recycling it right now.
-        int state = slot.state.load(std::memory_order_acquire);
-        while (
-            state == GraphVarispeed::resetting ||
-            !slot.state.compare_exchange_weak(state, GraphVarispeed::resetting, std::memory_order_acq_rel)) {
-            std::this_thread::yield();
-            state = slot.state.load(std::memory_order_acquire);
-        }
-        slot.resampler = factory ? factory(spec) : nullptr;
-        if (slot.resampler) {
-            // Let the resampler size its buffers now rather than on the render thread.
+    // Let the resamplers size their buffers now rather than on the render thread.
+    control_.resamplers_.replace(
+        factory, {channels_, sampleRate, sampleRate, true, 4.0}, [this](Resampler& r) {
             for (double ratio : {4.0, 0.25}) {
-                slot.resampler->setRatio(ratio, 0);
-                (void)slot.resampler->process(nodeScratch_.data(), maximumBlock, discard_.data(),
-                                              maximumBlock);
+                r.setRatio(ratio, 0);
+                (void)r.process(nodeScratch_.data(), maximumBlock, discard_.data(), maximumBlock);
             }
-            slot.resampler->reset();
-        }
-        slot.state.store(slot.resampler ? GraphVarispeed::clean : GraphVarispeed::used,
-                         std::memory_order_release);
-    }
+        });
 
     scratchOffset_ = scratchFrames_ = 0;
     pendingRawOffset_ = pendingRawFrames_ = 0;
@@ -167,19 +136,13 @@ void VarispeedStage::applyRatio(double ratio) noexcept {
     ratioFrom_ = currentRatio();
     ratioTo_ = ratio;
     slewDone_ = 0;
-    active_->resampler->setRatio(ratio, slewFrames_);
+    active_->setRatio(ratio, slewFrames_);
 }
 
 bool VarispeedStage::engage() noexcept {
-    for (auto& slot : control_.slots_) {
-        int expected = GraphVarispeed::clean;
-        if (slot.state.compare_exchange_strong(expected, GraphVarispeed::inUse, std::memory_order_acq_rel)) {
-            active_ = &slot;
-            break;
-        }
-    }
+    active_ = control_.resamplers_.acquire();
     if (active_ == nullptr) return false; // both are still being made clean: try again next block
-    Resampler& resampler = *active_->resampler;
+    Resampler& resampler = *active_;
     mode_ = Mode::engaged;
     if (!heardSinceFlush_) {
         // Nothing has played yet: nothing to continue, and no need to slide to the rate.
@@ -218,7 +181,7 @@ bool VarispeedStage::engage() noexcept {
 }
 
 std::uint32_t VarispeedStage::pullResampled(float* const* planes, std::uint32_t frames, bool pad) noexcept {
-    Resampler& resampler = *active_->resampler;
+    Resampler& resampler = *active_;
     std::uint32_t produced = 0;
     int stalls = 0;
     while (produced < frames) {
@@ -272,7 +235,7 @@ void VarispeedStage::finishLeaving() noexcept {
     // The resampler runs at 1.0 now but still holds `held` frames that have not come out. Feed
     // it the frames that follow them so they come out through a properly filled filter, then
     // play those following frames as they are.
-    Resampler& resampler = *active_->resampler;
+    Resampler& resampler = *active_;
     const double heldFrames = std::max(0.0, consumed_ - inputPosition_);
     const auto held = std::min<std::size_t>(std::lround(heldFrames), maximumBlock);
     graph::copy(nodeScratch_.data(), 0, nodeScratch_.data(), scratchOffset_, channels_, scratchFrames_);
@@ -304,7 +267,7 @@ void VarispeedStage::finishLeaving() noexcept {
 }
 
 void VarispeedStage::releaseResampler() noexcept {
-    active_->state.store(GraphVarispeed::used, std::memory_order_release);
+    control_.resamplers_.release(active_);
     active_ = nullptr;
     mode_ = Mode::bypass;
     primingLeft_ = 0;

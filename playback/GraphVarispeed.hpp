@@ -3,12 +3,10 @@
 #include "playback/AudioEngine.hpp"
 #include "playback/GraphPlanes.hpp"
 #include "playback/GraphPlayerNode.hpp"
-#include "playback/Resampler.hpp"
+#include "playback/GraphResamplerPair.hpp"
 
-#include <array>
 #include <atomic>
 #include <cstdint>
-#include <memory>
 
 namespace lorvan {
 
@@ -21,18 +19,12 @@ public:
 
     /// Called on the control thread after the rate or the graph changed: returns the resamplers
     /// that the render thread has let go of to a clean state.
-    void recycle();
+    void recycle() { resamplers_.recycle(); }
 
 private:
     friend class VarispeedStage;
-    enum ResamplerState : int { clean, inUse, used, resetting };
-    struct Slot {
-        std::unique_ptr<Resampler> resampler;
-        std::atomic<int> state{clean};
-    };
     std::atomic<float> rate_{1.0F};
-    // Two, so that one can be made clean again off the real-time thread while the other plays.
-    std::array<Slot, 2> slots_;
+    ResamplerPair resamplers_;
 };
 
 /// The varispeed's audio side, between the player node and the mixer. At rate 1.0 the node's
@@ -89,7 +81,7 @@ private:
     std::uint32_t pendingRawOffset_ = 0;
     std::uint32_t pendingRawFrames_ = 0;
     Mode mode_ = Mode::bypass;
-    GraphVarispeed::Slot* active_ = nullptr;
+    Resampler* active_ = nullptr;
     std::uint32_t seenFlush_ = 0;
     std::size_t primingLeft_ = 0;
     // The resampler's ratio as it slews, followed so that leaving knows how much it holds.

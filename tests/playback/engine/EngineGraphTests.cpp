@@ -136,6 +136,19 @@ TEST(EngineGraphTest, AMonoDiscReachesBothSpeakersAndAnotherOutputRateKeepsThePi
     EXPECT_NEAR(crossings, 441, 3);
 }
 
+TEST(EngineGraphTest, AStopDiscardsWhatTheOutputRateConverterHolds) {
+    ManualEngine rig(2, 2, 48000);
+    rig.schedule(0, 44100);
+    rig.node().play();
+    ASSERT_EQ(rig.output->pull(4800)[0].size(), 4800U);
+    rig.node().stop(); // a seek: the converter's filter still holds the audio before it
+    rig.node().scheduleBuffer(sineBuffer(2, 0, 44100, 0), rig.log.handler(1)); // silence
+    rig.node().play();
+    const auto after = rig.output->pull(4800);
+    ASSERT_EQ(after[0].size(), 4800U);
+    expectSilence(after);
+}
+
 float largestStep(const std::vector<float>& samples) {
     std::vector<float> steps(samples.size());
     std::adjacent_difference(samples.begin(), samples.end(), steps.begin());
