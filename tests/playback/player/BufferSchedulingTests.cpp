@@ -191,22 +191,6 @@ TEST(BufferSchedulingTest, AReadErrorIsPrintedAndRetriedFromTheSameFrame) {
     EXPECT_EQ(again.count(description), 1U) << again.text();
 }
 
-TEST(BufferSchedulingTest, BuffersReadBeforeAFailedReadAreScheduledEvenWithNothingPlaying) {
-    // The second file fails from its first frame; the seek lands five buffers before it. The
-    // pass reads those five, then fails: with nothing else scheduled, no consumed buffer will
-    // come to move them on, so the failed pass itself has to hand them to the node.
-    PlayerHarness h;
-    h.insert(makeDisc({200'000, 600'000}, {{0, 0, 1}, {200'000, 1, 1}}));
-    h.file(1).failing = true;
-    CapturedLog log;
-    h.player->seekToFrame(200'000 - 5 * 882, true);
-    h.pump();
-    EXPECT_EQ(h.player->currentlyScheduledBuffers(), 5);
-    EXPECT_EQ(h.player->dequeCount(), 0);
-    EXPECT_EQ(h.consume(), 5);
-    EXPECT_EQ(h.player->discFramePosition(), 200'000);
-}
-
 TEST(BufferingMeterTest, StepsOfATenthOf500BuffersAreLoggedAndTheNewestIsPublishedOnTheMainThread) {
     const auto mainThread = std::make_shared<ManualMainThreadExecutor>();
     const auto meter = AudioBufferingMeter::create(mainThread);
