@@ -12,22 +12,22 @@ using testing::HasSubstr;
 
 const auto quoted = test::shellQuoted;
 
-test::ProcessRun cli(const std::string& arguments) { return test::runProcess(LORVAN_CLI, arguments); }
+test::ProcessRun cli(const std::string& arguments) {
+    return test::runProcess(LORVAN_CLI, arguments);
+}
 
-TEST(CueCommand, PrintsTheLogAndTablesOfTheDemoSheet) {
-    const auto run = cli("cue " + quoted(std::filesystem::path(LORVAN_DEMO_DIR) / "Lorvan Demo.cue"));
+TEST(CueCommand, PrintsTheLogAndTablesOfTheDemoSheetOrOnlyItsJson) {
+    const auto path = std::filesystem::path(LORVAN_DEMO_DIR) / "Lorvan Demo.cue";
+    const auto run = cli("cue " + quoted(path));
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.out, HasSubstr("Successfully decoded with"));
     EXPECT_THAT(run.out, HasSubstr("║ Number  ║ Track  │ File"));
     EXPECT_THAT(run.out, HasSubstr("│ 00:25:00  │ 1102500 │"));
     EXPECT_THAT(run.out, HasSubstr("│ Lorvan Demo Disc"));
-}
 
-TEST(CueCommand, JsonPrintsOnlyTheEncodedSheet) {
-    const auto path = std::filesystem::path(LORVAN_DEMO_DIR) / "Lorvan Demo.cue";
-    const auto run = cli("cue " + quoted(path) + " --json");
-    EXPECT_EQ(run.status, 0);
-    const auto document = nlohmann::json::parse(run.out); // throws if the log leaked into stdout
+    const auto json = cli("cue " + quoted(path) + " --json");
+    EXPECT_EQ(json.status, 0);
+    const auto document = nlohmann::json::parse(json.out); // throws if the log leaked into stdout
     const auto sheet = document.get<CueSheet>();
     EXPECT_EQ(sheet.url.path(), path);
     EXPECT_EQ(sheet.tracks.size(), 3u);
@@ -57,11 +57,9 @@ TEST(CueCommand, RefusalsExitWithOneAndDescribeTheError) {
     EXPECT_EQ(discError["error"]["kind"], "dummy");
     EXPECT_EQ(discError["error"]["errorDescription"], "<AudioDiscError Placeholder>");
     EXPECT_TRUE(discError["error"]["line"].is_null());
-}
 
-TEST(CueCommand, UnreadableInputsAndUsageErrors) {
-    // The JSON of a missing file is the info command's to check.
-    test::TemporaryDirectory directory;
+    // Unreadable inputs exit with 1, usage errors with 2. The JSON of a missing file is the
+    // info command's to check.
     EXPECT_EQ(cli("cue " + quoted(directory.path() / "missing.cue")).status, 1);
     EXPECT_EQ(cli("cue " + quoted(directory.path())).status, 1);
     EXPECT_EQ(cli("cue").status, 2);

@@ -2,7 +2,6 @@
 
 #include <QImage>
 #include <algorithm>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,7 +18,7 @@ test::ProcessRun cli(const std::filesystem::path& configHome, const std::string&
                             environment + " XDG_CONFIG_HOME=" + test::shellQuoted(configHome));
 }
 
-TEST(ThemesCommand, ListsTheThemesInOrderAndMarksTheSelectedOne) {
+TEST(ThemesCommand, ListsTheThemesMarksTheSelectedOneAndRefusesAnUnknownName) {
     const test::TemporaryDirectory home;
     // The order is the themes' own, checked with them; here the listing's layout and mark.
     const auto listed = cli(home.path(), "themes");
@@ -33,32 +32,23 @@ TEST(ThemesCommand, ListsTheThemesInOrderAndMarksTheSelectedOne) {
     const auto after = cli(home.path(), "themes");
     EXPECT_THAT(after.out, HasSubstr("* LCD Newton\n"));
     EXPECT_THAT(after.out, HasSubstr("  VHS\n"));
-
     EXPECT_THAT(test::fileText(home.path() / "Lorvan" / "Lorvan.conf"),
                 HasSubstr("selectedTheme=LCD Newton"));
-}
 
-TEST(ThemesCommand, RefusesAnUnknownNameAndListsTheKnownOnes) {
-    const test::TemporaryDirectory home;
-    EXPECT_EQ(cli(home.path(), "themes --select 'Apple ]['").status, 0);
     // Which names match is the themes' own business; here what a refusal prints.
-    const auto run = cli(home.path(), "themes --select 'lcd newton'");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.out, HasSubstr("The themes are: \"Amber\", \"Amplifier\""));
-    EXPECT_THAT(run.out, HasSubstr("\"Winamp\"."));
-    EXPECT_THAT(cli(home.path(), "themes").out, HasSubstr("* Apple ][\n")) << "a refusal changes nothing";
+    const auto refused = cli(home.path(), "themes --select 'lcd newton'");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.out, HasSubstr("The themes are: \"Amber\", \"Amplifier\""));
+    EXPECT_THAT(refused.out, HasSubstr("\"Winamp\"."));
     EXPECT_EQ(cli(home.path(), "themes --select").status, 2);
-}
+    EXPECT_EQ(cli(home.path(), "themes --select 'Apple ]['").status, 0);
+    EXPECT_THAT(cli(home.path(), "themes").out, HasSubstr("* Apple ][\n")) << "a refusal changes nothing";
 
-TEST(ThemesCommand, ASelectionThatCannotBeSavedFails) {
-    const test::TemporaryDirectory home;
     // The settings folder cannot be made inside a file, whoever runs the test.
-    const auto blocked = home.path() / "not-a-folder";
-    std::ofstream(blocked) << "x";
-    const auto run = cli(blocked, "themes --select 'Apple ]['");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.out, HasSubstr("The theme \"Apple ][\" could not be saved to "));
-    EXPECT_EQ(cli(home.path(), "themes --select 'Apple ]['").status, 0) << "saved where it can be";
+    const auto blocked = home.write("not-a-folder", "x");
+    const auto unsaved = cli(blocked, "themes --select 'Apple ]['");
+    EXPECT_EQ(unsaved.status, 1);
+    EXPECT_THAT(unsaved.out, HasSubstr("The theme \"Apple ][\" could not be saved to "));
 }
 
 // A listing that did not reach its reader is a failure, with a word on standard error.
@@ -75,17 +65,12 @@ TEST(ThemesCommand, AFailedWriteToStandardOutputExitsOne) {
                                                               " 2>&3; echo \"exit $?\" >&3) | true"));
     EXPECT_THAT(closed.out, HasSubstr("cannot write to standard output: Broken pipe."));
     EXPECT_THAT(closed.out, HasSubstr("exit 1"));
-    EXPECT_EQ(
-        test::runProcess(LORVAN_CLI, "themes >/dev/null", "XDG_CONFIG_HOME=" + test::shellQuoted(home.path()))
-            .status,
-        0);
 }
 
 TEST(ThemesCommand, WritesOnePreviewPerTheme) {
     const test::TemporaryDirectory home;
     const auto folder = home.path() / "previews" / "new";
-    const auto run = cli(home.path(), "themes --preview '" + folder.string() + "'");
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(cli(home.path(), "themes --preview " + test::shellQuoted(folder)).status, 0);
     std::size_t count = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         ++count;
@@ -96,9 +81,8 @@ TEST(ThemesCommand, WritesOnePreviewPerTheme) {
     EXPECT_FALSE(QImage(QString::fromStdString((folder / "Flynn (from PCalc).png").string())).isNull());
 
     const auto blocked = home.write("file", "not a folder");
-    EXPECT_EQ(cli(home.path(), "themes --preview '" + blocked.string() + "'").status, 1);
-
-    const auto noGlyphs = cli(home.path(), "themes --preview '" + (home.path() / "other").string() + "'",
+    EXPECT_EQ(cli(home.path(), "themes --preview " + test::shellQuoted(blocked)).status, 1);
+    const auto noGlyphs = cli(home.path(), "themes --preview " + test::shellQuoted(home.path() / "other"),
                               "LORVAN_UNIFONT_HEX=/nonexistent/unifont.hex");
     EXPECT_EQ(noGlyphs.status, 1);
     EXPECT_THAT(noGlyphs.out, HasSubstr("There is no glyph file at /nonexistent/unifont.hex."));

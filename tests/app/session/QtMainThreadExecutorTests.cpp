@@ -22,7 +22,6 @@ protected:
 };
 
 TEST_F(QtMainThreadExecutorTest, RunsWorkFromEveryThreadOnTheEventLoopInPostingOrder) {
-
     constexpr int threads = 4;
     constexpr int perThread = 2000;
     const auto mainThread = std::this_thread::get_id();
