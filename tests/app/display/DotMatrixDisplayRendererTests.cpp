@@ -265,21 +265,20 @@ TEST_F(DisplayRenderer, PartialFramesHaveThePixelsOfWholeFrames) {
                 const QImage whole = fresh.render(state, theme, 0.8, g);
                 ASSERT_EQ(incremental.image(), whole);
                 if (!previous.isNull()) {
-                    // Outside the reported rectangles nothing moved, so a view repaints only those.
+                    // Outside the reported rectangles nothing moved, so a view repaints only those:
+                    // the previous frame with those rectangles copied in is the whole new frame.
                     ASSERT_FALSE(changed.empty());
                     long area = 0;
-                    for (const QRect& rect : changed)
+                    QImage patched = previous;
+                    for (const QRect& rect : changed) {
                         area += long(rect.width()) * rect.height();
+                        const QRect inside = rect & whole.rect();
+                        for (int y = inside.top(); y <= inside.bottom(); ++y)
+                            for (int x = inside.left(); x <= inside.right(); ++x)
+                                patched.setPixel(x, y, whole.pixel(x, y));
+                    }
                     EXPECT_LT(area, long(whole.width()) * whole.height()) << "a partial frame";
-                    for (int y = 0; y < whole.height(); ++y)
-                        for (int x = 0; x < whole.width(); ++x) {
-                            const QPoint p(x, y);
-                            const bool reported = std::any_of(changed.begin(), changed.end(),
-                                                              [&](const QRect& r) { return r.contains(p); });
-                            if (!reported) {
-                                ASSERT_EQ(previous.pixel(p), whole.pixel(p)) << x << "," << y;
-                            }
-                        }
+                    ASSERT_EQ(patched, whole);
                 }
                 previous = whole;
             }
