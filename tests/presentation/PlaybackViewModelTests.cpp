@@ -187,42 +187,25 @@ TEST_F(PlaybackViewModelTest, ThePregapCountsUpToIndex01WithNegativeTimesAndInde
     // Steady play across track 1's end into track 2's pregap, then across INDEX 01.
     player->seekToFrame(track2Pregap - 2 * buffer, false);
     settle();
-    play(1);
-    settle();
-    EXPECT_EQ(progress().trackElapsedFrames, track2Pregap - buffer - track1);
-    EXPECT_EQ(screen(), "TRACK 01 INDEX 01 0:08 TRACK");
-
-    // The first frame of the pregap: the time is already track 2's, counted from its INDEX 01.
-    play(1);
-    settle();
-    EXPECT_EQ(progress().discFramePosition, track2Pregap);
-    EXPECT_EQ(viewModel->currentTrackIndex.value(), 1);
-    EXPECT_EQ(viewModel->currentChapter.value(), 0);
-    EXPECT_EQ(progress().trackElapsedFrames, -44100);
-    EXPECT_EQ(progress().trackRemainingFrames, 0) << "the player's pregap countdown starts at 0";
-    EXPECT_EQ(screen(), "TRACK 02 INDEX 00 -0:01 PREGAP");
-
-    // One buffer before INDEX 01 the time is still negative, though under a second.
-    play(49);
-    settle();
-    EXPECT_EQ(progress().trackElapsedFrames, -buffer);
-    EXPECT_EQ(screen(), "TRACK 02 INDEX 00 -0:00 PREGAP");
-
-    play(1);
-    settle();
+    // {buffers played, the screen}: the last buffer of track 1; the first frame of the pregap,
+    // where the time is already track 2's, counted from its INDEX 01; one buffer before INDEX 01,
+    // still negative though under a second; INDEX 01 itself.
+    for (const auto& [buffers, shown] :
+         std::vector<std::pair<long, std::string>>{{1, "TRACK 01 INDEX 01 0:08 TRACK"},
+                                                   {1, "TRACK 02 INDEX 00 -0:01 PREGAP"},
+                                                   {49, "TRACK 02 INDEX 00 -0:00 PREGAP"},
+                                                   {1, "TRACK 02 INDEX 01 0:00 TRACK"}}) {
+        play(buffers);
+        settle();
+        EXPECT_EQ(screen(), shown);
+    }
     EXPECT_EQ(progress().discFramePosition, track2);
-    EXPECT_EQ(progress().trackElapsedFrames, 0);
-    EXPECT_EQ(screen(), "TRACK 02 INDEX 01 0:00 TRACK");
 }
 
 TEST_F(PlaybackViewModelTest, TheFourModesShowThePlayersTimesTruncatedToTheSecond) {
     // 1.5 s into track 2: every time is half a second past a whole one.
     player->seekToFrame(track2 + 66150, false);
     settle();
-    EXPECT_EQ(progress().trackElapsedFrames, 66150);
-    EXPECT_EQ(progress().trackRemainingFrames, 66150 - 441000);
-    EXPECT_EQ(progress().discElapsedFrames, track2 + 66150 - track1);
-    EXPECT_EQ(progress().discRemainingFrames, track2 + 66150 - discEnd);
     EXPECT_DOUBLE_EQ(progress().normalizedDiscPosition,
                      static_cast<double>(track2 + 66150) / static_cast<double>(discEnd));
     EXPECT_DOUBLE_EQ(progress().seconds(progress().trackElapsedFrames), 1.5);
@@ -242,8 +225,6 @@ TEST_F(PlaybackViewModelTest, TheFourModesShowThePlayersTimesTruncatedToTheSecon
     player->goToTrack(0, 0, false);
     player->setPlaybackTimecodeMode(Mode::discElapsedTime);
     settle();
-    EXPECT_EQ(progress().discFramePosition, 0);
-    EXPECT_EQ(progress().discElapsedFrames, -track1);
     EXPECT_EQ(screen(), "TRACK 01 INDEX 00 -0:02 DISC") << "the disc's time is shown, not the track's pregap";
 }
 
@@ -327,8 +308,6 @@ TEST_F(PlaybackViewModelTest, MetersMoveOnlyWithTheAmplifierOnAndTheVolumeIsTheP
     // A seek flushes the node, which sets the amplifier's dial back to 1.0; the volume stays.
     player->setAmplifierIsActive(true);
     player->setVolume(0.5F);
-    settle();
-    EXPECT_FLOAT_EQ(viewModel->volume.value(), 0.5F);
     player->seekToFrame(track3, false);
     settle();
     ASSERT_FLOAT_EQ(player->amplifier().uiPlaybackVolume(), 1.0F);
@@ -338,10 +317,6 @@ TEST_F(PlaybackViewModelTest, MetersMoveOnlyWithTheAmplifierOnAndTheVolumeIsTheP
     settle();
     EXPECT_TRUE(viewModel->muted.value());
     EXPECT_FLOAT_EQ(viewModel->volume.value(), 0.0F);
-    player->setAmplifierIsActive(false);
-    settle();
-    EXPECT_FALSE(viewModel->muted.value()) << "the amplifier off means full volume";
-    EXPECT_FLOAT_EQ(viewModel->volume.value(), 1.0F);
 }
 
 TEST_F(PlaybackViewModelTest, SettingsArePublishedOnceEachAndOnlyWhenTheyChange) {
