@@ -23,7 +23,7 @@ template <class Predicate> bool processEventsUntil(Predicate done) {
     return done();
 }
 
-TEST(ConsoleLogWindow, ShowsEarlierLinesAndLinesWrittenFromOtherThreadsInBatches) {
+TEST(ConsoleLogWindow, ShowsEarlierLinesAndLinesFromOtherThreadsInBatchesAndSavesThemAsUtf8) {
     test::application();
     ConsoleLog::discard();
     ConsoleLogRecord record(/*maximumLines=*/500);
@@ -49,30 +49,23 @@ TEST(ConsoleLogWindow, ShowsEarlierLinesAndLinesWrittenFromOtherThreadsInBatches
     EXPECT_EQ(window.textView()->document()->findBlockByNumber(300).text(), "worker line 299");
     EXPECT_EQ(window.textView()->document()->findBlockByNumber(1).text(), "worker line 0");
 
+    // Saved as shown, each line ended, the non-ASCII line in UTF-8.
+    QTemporaryDir folder;
+    ASSERT_TRUE(window.saveTo(folder.filePath("log.txt")));
+    QFile file(folder.filePath("log.txt"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray saved = file.readAll();
+    EXPECT_TRUE(saved.startsWith("before the window: Ünïcode ✓\nworker line 0\n"));
+    EXPECT_TRUE(saved.endsWith("\nworker line 299\n"));
+    EXPECT_EQ(saved.count('\n'), 301);
+    EXPECT_FALSE(window.saveTo(folder.filePath("missing/folder/log.txt")));
+
     // The record keeps the newest lines only.
     for (int i = 0; i < 400; ++i)
         ConsoleLog::write("more " + std::to_string(i));
     ASSERT_TRUE(processEventsUntil([&] { return record.lines().back() == "more 399"; }));
     EXPECT_EQ(record.lines().size(), 500);
     EXPECT_EQ(record.lines().front(), "worker line 200");
-    ConsoleLog::setOutput(nullptr);
-}
-
-TEST(ConsoleLogWindow, SavesWhatItShowsAsUtf8) {
-    test::application();
-    ConsoleLog::discard();
-    ConsoleLogRecord record;
-    ConsoleLog::write("first ✓");
-    ConsoleLog::write("second");
-    ASSERT_TRUE(processEventsUntil([&] { return record.lines().size() == 2; }));
-    ConsoleLogWindow window(record);
-    QTemporaryDir folder;
-    const QString path = folder.filePath("log.txt");
-    ASSERT_TRUE(window.saveTo(path));
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), QByteArray("first \xE2\x9C\x93\nsecond\n"));
-    EXPECT_FALSE(window.saveTo(folder.filePath("missing/folder/log.txt")));
     ConsoleLog::setOutput(nullptr);
 }
 

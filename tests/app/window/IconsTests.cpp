@@ -24,22 +24,8 @@ long opaquePixels(const QImage& image) {
     return count;
 }
 
-class IconThemeTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        test::application();
-        savedPaths_ = QIcon::themeSearchPaths();
-        savedTheme_ = QIcon::themeName();
-    }
-    void TearDown() override {
-        QIcon::setThemeSearchPaths(savedPaths_);
-        QIcon::setThemeName(savedTheme_);
-    }
-    QStringList savedPaths_;
-    QString savedTheme_;
-};
-
-TEST_F(IconThemeTest, EveryFallbackIsADistinctVisibleDrawing) {
+TEST(Icons, EveryFallbackIsADistinctVisibleDrawingInThePalettesColours) {
+    test::application();
     QSet<QByteArray> seen;
     for (ActionIcon icon : allActionIcons) {
         const QImage image = picture(fallbackActionIcon(icon));
@@ -52,22 +38,20 @@ TEST_F(IconThemeTest, EveryFallbackIsADistinctVisibleDrawing) {
         EXPECT_FALSE(seen.contains(bytes)) << "two actions share one picture: " << static_cast<int>(icon);
         seen.insert(bytes);
     }
-}
 
-TEST_F(IconThemeTest, FallbackFollowsThePaletteAndDimsWhenDisabled) {
-    const QIcon icon = fallbackActionIcon(ActionIcon::play);
-    const QImage normal = picture(icon);
-    const QImage disabled =
-        icon.pixmap(24, 24, QIcon::Disabled).toImage().convertToFormat(QImage::Format_ARGB32);
-    // The triangle's middle is solid in the palette's text colour.
+    // The play triangle's middle is solid in the palette's text colour, and dims when disabled.
+    const QIcon play = fallbackActionIcon(ActionIcon::play);
     const QColor text = QGuiApplication::palette().color(QPalette::Active, QPalette::WindowText);
-    const QColor centre = normal.pixelColor(11, 12);
+    const QColor centre = picture(play).pixelColor(11, 12);
     EXPECT_EQ(centre.alpha(), 255);
     EXPECT_EQ(centre.rgb(), text.rgb());
-    EXPECT_NE(disabled.pixelColor(11, 12).rgb(), centre.rgb());
+    EXPECT_NE(play.pixmap(24, 24, QIcon::Disabled).toImage().pixelColor(11, 12).rgb(), centre.rgb());
 }
 
-TEST_F(IconThemeTest, TheDesktopThemeWinsWhereItHasTheName) {
+TEST(Icons, TheDesktopThemeWinsWhereItHasTheName) {
+    test::application();
+    const QStringList savedPaths = QIcon::themeSearchPaths();
+    const QString savedTheme = QIcon::themeName();
     // A one-icon theme whose play button is pure red; everything else must fall back.
     QTemporaryDir root;
     ASSERT_TRUE(root.isValid());
@@ -89,6 +73,8 @@ TEST_F(IconThemeTest, TheDesktopThemeWinsWhereItHasTheName) {
     EXPECT_EQ(pause, picture(fallbackActionIcon(ActionIcon::pause)));
     EXPECT_EQ(picture(actionIcon(ActionIcon::amplifier)), picture(fallbackActionIcon(ActionIcon::amplifier)))
         << "a picture without a freedesktop name is always Lorvan's";
+    QIcon::setThemeSearchPaths(savedPaths);
+    QIcon::setThemeName(savedTheme);
 }
 
 } // namespace
