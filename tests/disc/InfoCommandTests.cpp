@@ -42,21 +42,26 @@ protected:
 };
 TemporaryDirectory* DemoDisc::directory = nullptr;
 
-TEST_F(DemoDisc, bothLayoutsAreTheSameCD) {
-    const test::ProcessRun single = cli("info " + quoted(sheet("single")));
-    const test::ProcessRun split = cli("info " + quoted(sheet("split")));
-    ASSERT_EQ(single.status, 0);
-    ASSERT_EQ(split.status, 0);
-    // The log of the assembly, identifiers and tables included, goes to standard output.
-    for (const test::ProcessRun* run : {&single, &split}) {
-        EXPECT_THAT(run->out, HasSubstr("Disc ID - Accurated Rip v2"));
-        EXPECT_THAT(run->out, HasSubstr("Found artwork file ···················· : cover.png"));
-        EXPECT_THAT(run->out, HasSubstr(" Track |      Start       |      Length      |       End        "));
+// The single-file sheet, the split one and the split folder (opened through its only sheet) are
+// the same CD; the log of the assembly, identifiers and tables included, goes to standard output.
+TEST_F(DemoDisc, bothLayoutsAndTheFolderAreTheSameCD) {
+    const fs::path folder = sheet("split").parent_path();
+    std::vector<nlohmann::json> documents;
+    for (const fs::path& path : {sheet("single"), sheet("split"), folder}) {
+        SCOPED_TRACE(path);
+        const test::ProcessRun run = cli("info " + quoted(path));
+        ASSERT_EQ(run.status, 0) << run.out;
+        EXPECT_THAT(run.out, HasSubstr("Disc ID - Accurated Rip v2"));
+        EXPECT_THAT(run.out, HasSubstr("Found artwork file ···················· : cover.png"));
+        EXPECT_THAT(run.out, HasSubstr(" Track |      Start       |      Length      |       End        "));
+        EXPECT_THAT(run.out, HasSubstr("New audio disc from cue sheet"));
+        documents.push_back(nlohmann::json::parse(cli("info --json " + quoted(path)).out));
     }
-    const auto a = nlohmann::json::parse(cli("info --json " + quoted(sheet("single"))).out);
-    const auto b = nlohmann::json::parse(cli("info --json " + quoted(sheet("split"))).out);
-    for (const char* key : {"onlineID", "cues", "tracks", "frameCount"})
-        EXPECT_EQ(a[key], b[key]) << key;
+    EXPECT_THAT(cli("info " + quoted(folder)).out, HasSubstr("Opening the folder's only cue sheet"));
+    for (const char* key : {"onlineID", "cues", "tracks", "frameCount"}) {
+        EXPECT_EQ(documents[0][key], documents[1][key]) << key;
+        EXPECT_EQ(documents[2][key], documents[1][key]) << key;
+    }
 }
 
 TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {
@@ -89,63 +94,70 @@ TEST_F(DemoDisc, jsonDescribesTheWholeDisc) {
 
 class BadInput : public ::testing::Test {
 protected:
-    fs::path sheetFor(const std::vector<std::string>& files) {
+    /// A sheet in its own folder, one track per file.
+    fs::path sheetFor(const std::string& folder, const std::vector<std::string>& files) {
         std::string text;
         for (std::size_t i = 0; i < files.size(); ++i)
             text += "FILE \"" + files[i] + "\" WAVE\n  TRACK 0" + std::to_string(i + 1) +
                     " AUDIO\n    INDEX 01 00:00:00\n";
-        return directory.write("disc.cue", text);
+        return directory.write(folder + "/disc.cue", text);
     }
     TemporaryDirectory directory;
 };
 
-TEST_F(BadInput, missingFilesAndFolders) {
-    EXPECT_EQ(refusal("info " + quoted(directory.path() / "none.cue"))["kind"], "fileNotFound");
-    const auto missing = refusal("info " + quoted(sheetFor({"gone.flac"})));
-    EXPECT_EQ(missing["type"], "AudioDiscError");
-    EXPECT_EQ(missing["kind"], "audioFileNotFound");
-    EXPECT_EQ(missing["value"], "gone.flac");
-    EXPECT_EQ(refusal("info " + quoted(directory.path()))["kind"], "audioFileNotFound")
-        << "a folder with one cue sheet opens through it";
-    fs::create_directory(directory.path() / "empty");
-    EXPECT_EQ(refusal("info " + quoted(directory.path() / "empty"))["kind"], "noAudioFileInDirectory");
-
-    const test::ProcessRun plain = cli("info " + quoted(sheetFor({"gone.flac"})));
-    EXPECT_EQ(plain.status, 1);
-    EXPECT_THAT(plain.out, HasSubstr("Trying another extension ·············· : gone.mp3 not found"));
-    EXPECT_THAT(plain.out, HasSubstr("Couldn't find audio file: The audio file 'gone.flac' isn't in the same "
-                                     "directory as the cue cheet file.\n"));
-}
-
-// Which files are refused is the reader's and the disc's business; here each kind of error
-// reaches the user as its JSON document.
-TEST_F(BadInput, filesThatAreNotAudioOrDoNotMatch) {
-    directory.write("text.flac", "FILE \"x.wav\" WAVE\nnot audio at all\n");
-    const auto text = refusal("info " + quoted(sheetFor({"text.flac"})));
-    EXPECT_EQ(text["type"], "LKOSStatus");
-    EXPECT_EQ(text["value"], "text.flac");
-
-    for (const auto& [name, bits] : {std::pair{"a.flac", 16}, {"b.flac", 24}})
-        platform::writeAudioFile(directory.path() / name, platform::AudioFileEncoding::flac, 44100, 2, bits,
-                                 test::testSignal(588 * 100, 2, bits, 3));
-    const auto mixed = refusal("info " + quoted(sheetFor({"a.flac", "b.flac"})));
-    EXPECT_EQ(mixed["type"], "AudioDiscDataError");
-    EXPECT_EQ(mixed["kind"], "inconsistentAudioFormat");
-    EXPECT_EQ(mixed["failureReason"], "All audio files need to use the same audio format.");
-}
-
-// Each would block, grow without end or print binary; each is refused in plain words.
-TEST_F(BadInput, whatIsNotACueSheetIsRefusedBeforeItIsRead) {
+// Which input is refused is the reader's, the sheet's and the disc's business; here each kind of
+// refusal reaches the user as its JSON document.
+TEST_F(BadInput, eachRefusalIsAJsonDocumentOfItsError) {
+    for (const char* folder : {"empty", "mixed"})
+        fs::create_directory(directory.path() / folder);
     const auto fifo = directory.path() / "pipe.cue";
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    for (const auto& path : {fifo, fs::path("/dev/zero")}) {
-        const auto error = refusal("info " + quoted(path));
-        EXPECT_EQ(error["kind"], "notARegularFile") << path;
-        EXPECT_EQ(error["failureReason"], "It is not a regular file (a pipe, a socket or a device).");
+    directory.write("text/text.flac", "FILE \"x.wav\" WAVE\nnot audio at all\n");
+    for (const auto& [name, bits] : {std::pair{"a.flac", 16}, {"b.flac", 24}})
+        platform::writeAudioFile(directory.path() / "mixed" / name, platform::AudioFileEncoding::flac, 44100,
+                                 2, bits, test::testSignal(588 * 100, 2, bits, 3));
+    const std::string notRegular = "It is not a regular file (a pipe, a socket or a device).";
+    const struct {
+        fs::path path;
+        std::string type;
+        std::optional<std::string> kind = {}, value = {}, reason = {};
+    } rows[]{
+        {directory.path() / "none.cue", "InputError", "fileNotFound"},
+        {sheetFor("gone", {"gone.flac"}), "AudioDiscError", "audioFileNotFound", "gone.flac"},
+        // A folder with one cue sheet opens through it.
+        {directory.path() / "gone", "AudioDiscError", "audioFileNotFound", "gone.flac"},
+        {directory.path() / "empty", "AudioDiscError", "noAudioFileInDirectory"},
+        {sheetFor("text", {"text.flac"}), "LKOSStatus", std::nullopt, "text.flac"},
+        {sheetFor("mixed", {"a.flac", "b.flac"}), "AudioDiscDataError", "inconsistentAudioFormat",
+         std::nullopt, "All audio files need to use the same audio format."},
+        // Reading these would block or grow without end: refused before they are opened.
+        {fifo, "InputError", "notARegularFile", std::nullopt, notRegular},
+        {"/dev/zero", "InputError", "notARegularFile", std::nullopt, notRegular},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.path);
+        const auto error = refusal("info " + quoted(row.path));
+        EXPECT_EQ(error["type"], row.type);
+        for (const auto& [key, expected] :
+             {std::pair{"kind", row.kind}, {"value", row.value}, {"failureReason", row.reason}})
+            if (expected) {
+                EXPECT_EQ(error[key], *expected) << key;
+            }
     }
+}
+
+// Without --json a refusal is a readable line after the log; nothing of a binary file is shown.
+TEST_F(BadInput, plainRefusalsAreALineAfterTheLog) {
+    const test::ProcessRun missing = cli("info " + quoted(sheetFor("gone", {"gone.flac"})));
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_THAT(missing.out, HasSubstr("Trying another extension ·············· : gone.mp3 not found"));
+    EXPECT_THAT(missing.out,
+                HasSubstr("Couldn't find audio file: The audio file 'gone.flac' isn't in the same "
+                          "directory as the cue cheet file.\n"));
+
     platform::writeAudioFile(directory.path() / "a.flac", platform::AudioFileEncoding::flac, 44100, 2, 16,
                              test::testSignal(588 * 100, 2, 16, 3));
-    const auto named = test::runProcess(LORVAN_CLI, "info " + quoted(directory.path() / "a.flac"));
+    const auto named = cli("info " + quoted(directory.path() / "a.flac"));
     EXPECT_EQ(named.status, 1);
     EXPECT_THAT(named.out,
                 HasSubstr("Not a cue sheet: 'a.flac' holds binary data (NUL bytes), not the text of a "
@@ -155,21 +167,13 @@ TEST_F(BadInput, whatIsNotACueSheetIsRefusedBeforeItIsRead) {
     EXPECT_LT(named.out.size(), 2000U);
 }
 
-TEST_F(DemoDisc, aFolderWithOneCueSheetOpensThroughItAndWithTwoAsAFolderOfFiles) {
-    const auto folder = sheet("split").parent_path();
-    const test::ProcessRun run = cli("info " + quoted(folder));
-    ASSERT_EQ(run.status, 0) << run.out;
-    EXPECT_THAT(run.out, HasSubstr("Opening the folder's only cue sheet"));
-    EXPECT_THAT(run.out, HasSubstr("New audio disc from cue sheet"));
-    EXPECT_EQ(nlohmann::json::parse(cli("info --json " + quoted(folder)).out)["cues"],
-              nlohmann::json::parse(cli("info --json " + quoted(sheet("split"))).out)["cues"]);
-
+// A hidden "._" entry is not a second sheet; a real second sheet makes the folder a folder of files.
+TEST_F(DemoDisc, aFolderWithTwoCueSheetsIsAFolderOfFiles) {
     TemporaryDirectory copy;
-    for (const auto& entry : fs::directory_iterator(folder))
+    for (const auto& entry : fs::directory_iterator(sheet("split").parent_path()))
         fs::copy(entry.path(), copy.path() / entry.path().filename());
     copy.write("._Lorvan Demo.cue", "resource fork");
-    EXPECT_THAT(cli("info " + quoted(copy.path())).out, HasSubstr("Opening the folder's only cue sheet"))
-        << "a hidden entry is not a second sheet";
+    EXPECT_THAT(cli("info " + quoted(copy.path())).out, HasSubstr("Opening the folder's only cue sheet"));
     fs::copy(sheet("split"), copy.path() / "Other.cue");
     const test::ProcessRun two = cli("info " + quoted(copy.path()));
     EXPECT_EQ(two.status, 0) << two.out;

@@ -111,41 +111,73 @@ std::vector<Case> cases() {
 }
 
 /// The cases spread over `channels` planes, a different sample in each channel of a frame, so
-/// that a swap of channels or frames shows; `expected` gets them interleaved.
-Planes spread(int channels, bool at24, std::vector<std::int32_t>& expected) {
+/// that a swap of channels or frames shows, repeated to `frames` frames when that is longer;
+/// `expected` gets them interleaved.
+Planes spread(int channels, bool at24, std::size_t frames, std::vector<std::int32_t>& expected) {
     const auto all = cases();
-    const std::size_t frames =
-        (all.size() + static_cast<std::size_t>(channels) - 1) / static_cast<std::size_t>(channels);
-    Planes planes(static_cast<std::size_t>(channels), std::vector<float>(frames, 0.0F));
-    expected.assign(frames * static_cast<std::size_t>(channels), 0);
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        const std::size_t frame = i / static_cast<std::size_t>(channels);
-        const std::size_t channel = i % static_cast<std::size_t>(channels);
-        planes[channel][frame] = all[i].sample;
-        expected[i] = at24 ? all[i].at24 : all[i].at16;
-    }
+    const auto width = static_cast<std::size_t>(channels);
+    const std::size_t base = (all.size() + width - 1) / width; // frames that hold every case once
+    frames = std::max(frames, base);
+    Planes planes(width, std::vector<float>(frames, 0.0F));
+    expected.assign(frames * width, 0);
+    for (std::size_t frame = 0; frame < frames; ++frame)
+        for (std::size_t c = 0; c < width; ++c) {
+            const std::size_t i = (frame % base) * width + c;
+            if (i >= all.size()) continue; // the padding stays silent
+            planes[c][frame] = all[i].sample;
+            expected[frame * width + c] = at24 ? all[i].at24 : all[i].at16;
+        }
     return planes;
 }
 
-TEST(AudioStreamWriter, WaveSamplesRoundToTheNearestStepTiesToEvenAndClipOnEveryPath) {
+/// The integers the file holds: the bytes of a WAVE file's data chunk, or what the decoder
+/// gives back from a FLAC file.
+std::vector<std::int32_t> readBack(const std::filesystem::path& path, AudioFileEncoding encoding, bool at24) {
+    if (encoding == AudioFileEncoding::wave) return integers(waveData(path), at24 ? 3 : 2);
+    const auto file = openFFmpegAudioFile(Url::fileURL(path));
+    const auto frames = static_cast<std::uint32_t>(file->length());
+    PCMBuffer buffer(file->processingFormat(), frames);
+    file->read(buffer, frames);
+    std::vector<std::int32_t> values;
+    for (std::uint32_t frame = 0; frame < buffer.frameLength(); ++frame)
+        for (int c = 0; c < file->processingFormat().channelsPerFrame; ++c)
+            values.push_back(static_cast<std::int32_t>(
+                std::lrint(buffer.channelData(c)[frame] * (at24 ? 8388608.0 : 32768.0))));
+    return values;
+}
+
+TEST(AudioStreamWriter, SamplesRoundToTheNearestStepTiesToEvenAndClipOnEveryPath) {
     test::TemporaryDirectory directory;
-    // Stereo in one piece (several frames at a time, then the rest), stereo a frame or three at
-    // a time (only the last frames' path), then one, three and six channels.
-    for (const auto& [channels, piece] :
-         {std::pair{2, std::size_t{1000}}, std::pair{2, std::size_t{1}}, std::pair{2, std::size_t{3}},
-          std::pair{1, std::size_t{1000}}, std::pair{3, std::size_t{5}}, std::pair{6, std::size_t{1000}}}) {
+    const struct {
+        AudioFileEncoding encoding;
+        int channels;
+        std::size_t piece, frames;
+    } rows[]{
+        // Stereo in one piece (several frames at a time, then the rest), stereo a frame or three
+        // at a time (only the last frames' path), then one, three and six channels.
+        {AudioFileEncoding::wave, 2, 1000, 0},
+        {AudioFileEncoding::wave, 2, 1, 0},
+        {AudioFileEncoding::wave, 2, 3, 0},
+        {AudioFileEncoding::wave, 1, 1000, 0},
+        {AudioFileEncoding::wave, 3, 5, 0},
+        {AudioFileEncoding::wave, 6, 1000, 0},
+        // Long enough for several of the FLAC encoder's fixed-size frames and a short last one.
+        {AudioFileEncoding::flac, 2, 777, 10000},
+    };
+    for (const auto& row : rows) {
         for (const bool at24 : {false, true}) {
-            SCOPED_TRACE(std::to_string(channels) + " channels, pieces of " + std::to_string(piece) +
-                         (at24 ? ", 24 bits" : ", 16 bits"));
+            SCOPED_TRACE(std::to_string(row.channels) + " channels, pieces of " + std::to_string(row.piece) +
+                         (at24 ? ", 24 bits" : ", 16 bits") +
+                         (row.encoding == AudioFileEncoding::flac ? ", FLAC" : ", WAVE"));
             std::vector<std::int32_t> expected;
-            const Planes planes = spread(channels, at24, expected);
-            const auto path = directory.path() / "out.wav";
-            write(path, AudioFileEncoding::wave, at24 ? PCMSampleFormat::s24 : PCMSampleFormat::s16, planes,
-                  piece);
-            const std::vector<std::int32_t> written = integers(waveData(path), at24 ? 3 : 2);
+            const Planes planes = spread(row.channels, at24, row.frames, expected);
+            const auto path =
+                directory.path() / (row.encoding == AudioFileEncoding::flac ? "out.flac" : "out.wav");
+            write(path, row.encoding, at24 ? PCMSampleFormat::s24 : PCMSampleFormat::s16, planes, row.piece);
+            const std::vector<std::int32_t> written = readBack(path, row.encoding, at24);
             ASSERT_EQ(written.size(), expected.size());
             for (std::size_t i = 0; i < expected.size(); ++i)
-                EXPECT_EQ(written[i], expected[i]) << "sample " << i;
+                ASSERT_EQ(written[i], expected[i]) << "sample " << i;
         }
     }
 }
@@ -179,35 +211,6 @@ TEST(AudioStreamWriter, FloatWaveKeepsEverySampleAndLongWritesAreSplitWithoutALo
     ASSERT_EQ(samples.size(), frames * 2);
     for (const std::size_t i : {std::size_t{65535}, std::size_t{65536}, std::size_t{131072}, frames - 1})
         EXPECT_EQ(samples[2 * i], std::min(std::lrint(planes[0][i] * 32768.0F), 32767L)) << i;
-}
-
-TEST(AudioStreamWriter, FlacHoldsTheSameIntegersAsWave) {
-    test::TemporaryDirectory directory;
-    for (const bool at24 : {false, true}) {
-        SCOPED_TRACE(at24 ? "24 bits" : "16 bits");
-        std::vector<std::int32_t> expected;
-        // Long enough for several of the encoder's fixed-size frames and a short last one.
-        Planes planes = spread(2, at24, expected);
-        const std::size_t base = planes[0].size();
-        for (auto& plane : planes)
-            for (std::size_t i = 0; plane.size() < 10000; ++i)
-                plane.push_back(plane[i % base]);
-        const auto path = directory.path() / "out.flac";
-        write(path, AudioFileEncoding::flac, at24 ? PCMSampleFormat::s24 : PCMSampleFormat::s16, planes, 777);
-        const auto file = openFFmpegAudioFile(Url::fileURL(path));
-        ASSERT_EQ(file->length(), 10000);
-        PCMBuffer buffer(file->processingFormat(), 10000);
-        file->read(buffer, 10000);
-        const double scale = at24 ? 8388608.0 : 32768.0;
-        for (std::size_t frame = 0; frame < 10000; ++frame) {
-            const std::size_t source = frame % base;
-            for (int c = 0; c < 2; ++c) {
-                const std::size_t index = source * 2 + static_cast<std::size_t>(c);
-                ASSERT_EQ(std::lrint(buffer.channelData(c)[frame] * scale), expected[index])
-                    << "frame " << frame << " channel " << c;
-            }
-        }
-    }
 }
 
 } // namespace

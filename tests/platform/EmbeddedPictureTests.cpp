@@ -4,19 +4,10 @@
 #include "platform/EmbeddedPicture.hpp"
 #include "support/TestSupport.hpp"
 
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 
 namespace lorvan {
 namespace {
-
-std::string contents(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 class EmbeddedPictureTest : public testing::Test {
 protected:
@@ -37,7 +28,7 @@ protected:
 };
 
 TEST_F(EmbeddedPictureTest, TheFrontCoverComesOutWholeFromFlacMp3AndMpeg4) {
-    const std::string front = contents(directory.path() / "front.png");
+    const std::string front = test::fileText(directory.path() / "front.png");
     ASSERT_FALSE(front.empty());
     run(silence() + "-i " + quoted("front.png") +
         " -map 0:a -map 1:v -c:v copy -disposition:v attached_pic " + quoted("a.flac"));
@@ -58,13 +49,12 @@ TEST_F(EmbeddedPictureTest, TheFrontCoverComesOutWholeFromFlacMp3AndMpeg4) {
 
     // Only a back cover: that one, a JPEG.
     run(silence() + "-i " + quoted("back.jpg") +
-        " -map 0:a -map 1:v -c:v copy -disposition:v attached_pic -id3v2_version 3 -metadata:s:v:0 "
-        "comment='Cover "
-        "(back)' " +
+        " -map 0:a -map 1:v -c:v copy -disposition:v attached_pic -id3v2_version 3"
+        " -metadata:s:v:0 comment='Cover (back)' " +
         quoted("d.mp3"));
     const auto back = platform::readEmbeddedPicture(directory.path() / "d.mp3");
     ASSERT_TRUE(back);
-    EXPECT_EQ(back->bytes, contents(directory.path() / "back.jpg"));
+    EXPECT_EQ(back->bytes, test::fileText(directory.path() / "back.jpg"));
     EXPECT_EQ(back->mimeType, "image/jpeg");
 }
 
