@@ -62,6 +62,16 @@ inline ClientRun runClient(const QString& program, const QStringList& arguments,
     return run;
 }
 
+/// gdbus calling `method` (with its interface) on the object at `path` of `destination`.
+inline ClientRun gdbus(const QString& destination, const QString& path, const QString& method,
+                       const QStringList& arguments = {}, const std::function<void()>& tick = {}) {
+    return runClient(
+        QStringLiteral("gdbus"),
+        QStringList{"call", "--session", "--dest", destination, "--object-path", path, "--method", method} +
+            arguments,
+        tick);
+}
+
 /// The signals a service sends, seen from a connection of its own as any client would.
 class SignalListener : public QObject {
     Q_OBJECT

@@ -16,17 +16,13 @@
 #include "support/PlayerRig.hpp"
 #include "support/TestSupport.hpp"
 
-#include <QDBusMetaType>
 #include <QUrl>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sstream>
 
 namespace lorvan {
 namespace {
 
-using namespace std::chrono_literals;
 using State = AudioDiscPlayer::State;
 using testing::HasSubstr;
 
@@ -34,7 +30,6 @@ constexpr std::int64_t buffer = 882;
 constexpr std::int64_t track2Pregap = 485100;
 constexpr std::int64_t track2 = 529200;
 constexpr std::int64_t track3 = 970200;
-constexpr double rate = 44100.0;
 
 std::int64_t us(std::int64_t frames) {
     return frames * 1'000'000 / 44100;
@@ -58,8 +53,7 @@ protected:
         service.emplace(*viewModel, actions);
         ASSERT_EQ(service->registeredName(), QStringLiteral("org.mpris.MediaPlayer2.lorvan"));
         rig.load(cueSheet());
-        listener.emplace(QStringLiteral("listener"), service->registeredName(),
-                         QString::fromLatin1(mpris::MprisService::objectPath));
+        listener.emplace("listener", service->registeredName(), mpris::MprisService::objectPath);
     }
     void TearDown() override {
         listener.reset();
@@ -69,57 +63,52 @@ protected:
     [[nodiscard]] std::filesystem::path folder() const { return directory.path() / "Ça va"; }
     [[nodiscard]] std::filesystem::path cueSheet() const { return folder() / "Lorvan Demo.cue"; }
 
-    void settle() { rig.settle(); }
-    /// The output plays `buffers` buffers, their completions handled, then everything settles.
+    /// The output plays `buffers` buffers, their completions handled, then everything settles
+    /// and every signal the service sent until then is received.
     void play(long buffers) {
         rig.play(buffers);
-        settle();
+        sync();
     }
-    /// A client run to its end, the player settled afterwards, and every signal the service
-    /// sent until then received.
-    test::ClientRun client(const QString& program, const QStringList& arguments) {
-        test::ClientRun run = test::runClient(program, arguments, [this] { settle(); });
-        settle();
-        listener->sync([this] { settle(); });
+    void sync() {
+        rig.settle();
+        listener->sync([this] { rig.settle(); });
+    }
+    /// A client's run, the player settled afterwards and every signal sent until then received.
+    test::ClientRun settled(test::ClientRun run) {
+        sync();
         return run;
     }
-    test::ClientRun playerctl(const QStringList& arguments) {
-        return client(QStringLiteral("playerctl"),
-                      QStringList{QStringLiteral("--player=lorvan")} + arguments);
+    /// playerctl on this player; its arguments are split at spaces.
+    test::ClientRun playerctl(const QString& arguments) {
+        return settled(test::runClient("playerctl", QStringList{"--player=lorvan"} + arguments.split(' '),
+                                       [this] { rig.settle(); }));
     }
-    test::ClientRun gdbus(const QString& method, const QStringList& arguments) {
-        return client(QStringLiteral("gdbus"),
-                      QStringList{QStringLiteral("call"), QStringLiteral("--session"),
-                                  QStringLiteral("--dest"), service->registeredName(),
-                                  QStringLiteral("--object-path"), QStringLiteral("/org/mpris/MediaPlayer2"),
-                                  QStringLiteral("--method"), method} +
-                          arguments);
+    test::ClientRun call(const QString& method, const QStringList& arguments = {}) {
+        return settled(test::gdbus(service->registeredName(), "/org/mpris/MediaPlayer2", method, arguments,
+                                   [this] { rig.settle(); }));
     }
-    test::ClientRun get(const QString& interface, const QString& property) {
-        return gdbus(QStringLiteral("org.freedesktop.DBus.Properties.Get"), {interface, property});
+    /// A player property as gdbus prints it, "(<false>,)".
+    QString property(const QString& name) {
+        return call("org.freedesktop.DBus.Properties.Get", {"org.mpris.MediaPlayer2.Player", name}).out;
     }
-    test::ClientRun getPlayer(const QString& property) {
-        return get(QStringLiteral("org.mpris.MediaPlayer2.Player"), property);
+    void set(const QString& name, const QString& value) {
+        call("org.freedesktop.DBus.Properties.Set", {"org.mpris.MediaPlayer2.Player", name, value});
     }
-    test::ClientRun setPlayer(const QString& property, const QString& value) {
-        return gdbus(QStringLiteral("org.freedesktop.DBus.Properties.Set"),
-                     {QStringLiteral("org.mpris.MediaPlayer2.Player"), property, value});
-    }
-    /// The Position property as gdbus prints it.
+    /// The Position property, "(<int64 500000>,)".
     std::int64_t position() {
-        const test::ClientRun run = getPlayer(QStringLiteral("Position"));
-        EXPECT_EQ(run.status, 0) << run.err.toStdString();
-        // "(<int64 500000>,)"
-        const QString digits = run.out.section(QLatin1Char(' '), 1).section(QLatin1Char('>'), 0, 0);
+        const QString digits = property("Position").section(' ', 1).section('>', 0, 0);
         bool ok = false;
         const qlonglong value = digits.toLongLong(&ok);
-        EXPECT_TRUE(ok) << run.out.toStdString();
+        EXPECT_TRUE(ok) << digits.toStdString();
         return value;
     }
     [[nodiscard]] std::string trackPath(long number) const {
         return mpris::trackObjectPath(player->disc()->id, number);
     }
     [[nodiscard]] long track() const { return viewModel->currentTrackIndex.value().value_or(-1); }
+    [[nodiscard]] std::int64_t frame() const {
+        return viewModel->progress().progress.value().discFramePosition;
+    }
 
     test::TemporaryDirectory directory;
     test::PlayerRig rig;
@@ -133,8 +122,7 @@ protected:
 };
 
 TEST_F(MprisServiceTest, TheApplicationInterfaceNamesLorvanAndASecondServiceTakesAnInstanceName) {
-    const test::ClientRun all = gdbus(QStringLiteral("org.freedesktop.DBus.Properties.GetAll"),
-                                      {QStringLiteral("org.mpris.MediaPlayer2")});
+    const test::ClientRun all = call("org.freedesktop.DBus.Properties.GetAll", {"org.mpris.MediaPlayer2"});
     ASSERT_EQ(all.status, 0) << all.err.toStdString();
     for (const char* expected :
          {"'Identity': <'Lorvan'>", "'DesktopEntry': <'app.lorvan.Lorvan'>", "'CanRaise': <true>",
@@ -142,80 +130,62 @@ TEST_F(MprisServiceTest, TheApplicationInterfaceNamesLorvanAndASecondServiceTake
           "'application/x-cue'", "'inode/directory'"})
         EXPECT_THAT(all.out.toStdString(), HasSubstr(expected));
 
-    EXPECT_EQ(gdbus(QStringLiteral("org.mpris.MediaPlayer2.Raise"), {}).status, 0);
+    EXPECT_EQ(call("org.mpris.MediaPlayer2.Raise").status, 0);
     EXPECT_EQ(raised, 1);
-    EXPECT_EQ(gdbus(QStringLiteral("org.mpris.MediaPlayer2.Quit"), {}).status, 0);
+    EXPECT_EQ(call("org.mpris.MediaPlayer2.Quit").status, 0);
     QCoreApplication::processEvents();
     EXPECT_EQ(quitted, 1) << "after the reply went out";
 
     // Another process's service on the same bus: the plain name is taken.
     {
-        const QString second = QStringLiteral("second");
         mpris::MprisService other(*viewModel, {},
-                                  QDBusConnection::connectToBus(QDBusConnection::SessionBus, second));
-        EXPECT_EQ(other.registeredName(), QStringLiteral("org.mpris.MediaPlayer2.lorvan.instance") +
+                                  QDBusConnection::connectToBus(QDBusConnection::SessionBus, "second"));
+        EXPECT_EQ(other.registeredName(), "org.mpris.MediaPlayer2.lorvan.instance" +
                                               QString::number(QCoreApplication::applicationPid()));
-        const test::ClientRun players = client(QStringLiteral("playerctl"), {QStringLiteral("--list-all")});
-        EXPECT_EQ(players.out.split(QLatin1Char('\n')).size(), 2) << players.out.toStdString();
         const test::ClientRun root =
-            client(QStringLiteral("gdbus"),
-                   {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-                    other.registeredName(), QStringLiteral("--object-path"),
-                    QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("--method"),
-                    QStringLiteral("org.freedesktop.DBus.Properties.Get"),
-                    QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("CanRaise")});
-        EXPECT_EQ(root.out, QStringLiteral("(<false>,)")) << "nothing to raise without the action";
-        QDBusConnection::disconnectFromBus(second);
+            test::gdbus(other.registeredName(), "/org/mpris/MediaPlayer2",
+                        "org.freedesktop.DBus.Properties.Get", {"org.mpris.MediaPlayer2", "CanRaise"});
+        EXPECT_EQ(root.out, "(<false>,)") << "nothing to raise without the action";
     }
+    QDBusConnection::disconnectFromBus("second");
 }
 
 TEST_F(MprisServiceTest, StatusAndMetadataFollowTheTrackWithLengthsFromFirstCueToFirstCue) {
-    EXPECT_EQ(playerctl({QStringLiteral("status")}).out, QStringLiteral("Stopped"));
-    const QString format = QStringLiteral(
-        "{{mpris:trackid}}|{{xesam:title}}|{{xesam:artist}}|{{xesam:album}}|{{xesam:albumArtist}}|"
-        "{{xesam:trackNumber}}|{{xesam:discNumber}}|{{mpris:length}}");
-    const test::ClientRun first = playerctl({QStringLiteral("metadata"), QStringLiteral("--format"), format});
-    ASSERT_EQ(first.status, 0) << first.err.toStdString();
+    EXPECT_EQ(playerctl("status").out, "Stopped");
+    const QString metadata = "metadata --format {{mpris:trackid}}|{{xesam:title}}|{{xesam:artist}}|"
+                             "{{xesam:album}}|{{xesam:albumArtist}}|{{xesam:trackNumber}}|"
+                             "{{xesam:discNumber}}|{{mpris:length}}";
     // Track 1 with its artificial pregap, to track 2's INDEX 00.
-    EXPECT_EQ(first.out.toStdString(),
-              "'" + trackPath(1) + "'" +
-                  "|Morning Arpeggios|The Lorvan Ensemble|Lorvan Demo Disc|The Lorvan "
-                  "Ensemble|1|1|" +
-                  std::to_string(us(track2Pregap)));
-    EXPECT_THAT(trackPath(1), testing::MatchesRegex("/app/lorvan/disc/[0-9A-F]{32}/track/1"));
-
+    EXPECT_EQ(playerctl(metadata).out.toStdString(),
+              "'" + trackPath(1) + "'|Morning Arpeggios|The Lorvan Ensemble|Lorvan Demo Disc|" +
+                  "The Lorvan Ensemble|1|1|" + std::to_string(us(track2Pregap)));
     // The trackid's D-Bus type is an object path, and the artwork a file URL that names the file.
-    const test::ClientRun metadata = getPlayer(QStringLiteral("Metadata"));
-    EXPECT_THAT(metadata.out.toStdString(),
-                HasSubstr("'mpris:trackid': <objectpath '" + trackPath(1) + "'>"));
-    EXPECT_THAT(metadata.out.toStdString(),
-                HasSubstr("'mpris:length': <int64 " + std::to_string(us(track2Pregap))));
-    const test::ClientRun art = playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")});
-    EXPECT_TRUE(art.out.startsWith(QStringLiteral("file:///"))) << art.out.toStdString();
-    EXPECT_FALSE(art.out.contains(QLatin1Char(' '))) << art.out.toStdString();
-    EXPECT_EQ(QUrl(art.out).toLocalFile().toStdString(), (folder() / "cover.png").string());
+    const std::string metadataValues = property("Metadata").toStdString();
+    EXPECT_THAT(metadataValues, HasSubstr("'mpris:trackid': <objectpath '" + trackPath(1) + "'>"));
+    EXPECT_THAT(metadataValues, HasSubstr("'mpris:length': <int64 " + std::to_string(us(track2Pregap))));
+    const QString art = playerctl("metadata mpris:artUrl").out;
+    EXPECT_TRUE(art.startsWith("file:///")) << art.toStdString();
+    EXPECT_FALSE(art.contains(' ')) << art.toStdString();
+    EXPECT_EQ(QUrl(art).toLocalFile().toStdString(), (folder() / "cover.png").string());
 
     // Stopped, next track starts the first track at INDEX 01, 2 s into its span.
-    EXPECT_EQ(playerctl({QStringLiteral("next")}).status, 0);
-    EXPECT_EQ(playerctl({QStringLiteral("status")}).out, QStringLiteral("Playing"));
+    EXPECT_EQ(playerctl("next").status, 0);
+    EXPECT_EQ(playerctl("status").out, "Playing");
     EXPECT_EQ(track(), 0);
     EXPECT_EQ(listener->seeks, std::vector<qlonglong>{2'000'000});
 
     // Playing, it goes to track 2, which runs from its INDEX 00 to track 3, with its own performer.
     listener->clear();
-    EXPECT_EQ(playerctl({QStringLiteral("next")}).status, 0);
+    EXPECT_EQ(playerctl("next").status, 0);
     EXPECT_EQ(track(), 1);
-    const test::ClientRun second =
-        playerctl({QStringLiteral("metadata"), QStringLiteral("--format"), format});
-    EXPECT_EQ(second.out.toStdString(), "'" + trackPath(2) +
-                                            "'|A Minor Walk|Lorvan Strings|Lorvan Demo Disc|The Lorvan "
-                                            "Ensemble|2|1|" +
-                                            std::to_string(us(track3 - track2Pregap)));
+    EXPECT_EQ(playerctl(metadata).out.toStdString(),
+              "'" + trackPath(2) + "'|A Minor Walk|Lorvan Strings|Lorvan Demo Disc|The Lorvan Ensemble|2|1|" +
+                  std::to_string(us(track3 - track2Pregap)));
     ASSERT_FALSE(listener->changes.empty());
     bool announcedMetadata = false;
     for (const QVariantMap& change : listener->changes) {
-        EXPECT_FALSE(change.contains(QStringLiteral("Position"))) << "the position is never announced";
-        announcedMetadata = announcedMetadata || change.contains(QStringLiteral("Metadata"));
+        EXPECT_FALSE(change.contains("Position")) << "the position is never announced";
+        announcedMetadata = announcedMetadata || change.contains("Metadata");
     }
     EXPECT_TRUE(announcedMetadata);
     EXPECT_EQ(listener->seeks, std::vector<qlonglong>{us(track2 - track2Pregap)})
@@ -224,10 +194,10 @@ TEST_F(MprisServiceTest, StatusAndMetadataFollowTheTrackWithLengthsFromFirstCueT
     // No disc: no metadata, nothing to play.
     player->stopEject();
     player->stopEject();
-    settle();
-    EXPECT_EQ(getPlayer(QStringLiteral("Metadata")).out, QStringLiteral("(<@a{sv} {}>,)"));
-    EXPECT_EQ(getPlayer(QStringLiteral("CanPlay")).out, QStringLiteral("(<false>,)"));
-    EXPECT_EQ(playerctl({QStringLiteral("status")}).out, QStringLiteral("Stopped"));
+    rig.settle();
+    EXPECT_EQ(property("Metadata"), "(<@a{sv} {}>,)");
+    EXPECT_EQ(property("CanPlay"), "(<false>,)");
+    EXPECT_EQ(playerctl("status").out, "Stopped");
 }
 
 TEST_F(MprisServiceTest, APictureInsideTheTracksFileIsKeptInTheCacheForMediaControls) {
@@ -251,73 +221,63 @@ TEST_F(MprisServiceTest, APictureInsideTheTracksFileIsKeptInTheCacheForMediaCont
     player->load(AudioDisc::fromCueSheet(CueSheet(Url::fileURL(discB / "Lorvan Demo.cue")),
                                          platform::audioDiscServices()),
                  false);
-    settle();
+    rig.settle();
 
-    const QString art = playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}).out;
+    const QString art = playerctl("metadata mpris:artUrl").out;
     const std::filesystem::path kept = QUrl(art).toLocalFile().toStdString();
     EXPECT_EQ(kept.parent_path(), cache / "lorvan" / "artwork") << art.toStdString();
     EXPECT_EQ(kept.extension(), ".png");
-    std::ifstream keptFile(kept, std::ios::binary), pictureFile(picture, std::ios::binary);
-    std::ostringstream keptBytes, pictureBytes;
-    keptBytes << keptFile.rdbuf();
-    pictureBytes << pictureFile.rdbuf();
-    EXPECT_FALSE(pictureBytes.str().empty());
-    EXPECT_EQ(keptBytes.str(), pictureBytes.str());
-    EXPECT_EQ(playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}).out, art);
+    EXPECT_FALSE(test::fileText(picture).empty());
+    EXPECT_EQ(test::fileText(kept), test::fileText(picture));
+    EXPECT_EQ(playerctl("metadata mpris:artUrl").out, art);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(kept.parent_path()), {}), 1)
         << "one file per picture";
 
     player->goToTrack(1, 1, false);
-    settle();
-    EXPECT_EQ(playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}).out, QString())
-        << "track 2's file has no picture";
+    rig.settle();
+    EXPECT_EQ(playerctl("metadata mpris:artUrl").out, QString()) << "track 2's file has no picture";
     qunsetenv("XDG_CACHE_HOME");
 }
 
 TEST_F(MprisServiceTest, TransportMethodsActOnlyWhereTheyMeanSomething) {
-    EXPECT_EQ(playerctl({QStringLiteral("play")}).status, 0);
+    EXPECT_EQ(playerctl("play").status, 0);
     EXPECT_EQ(viewModel->state.value(), State::playing);
     EXPECT_EQ(track(), 0);
 
-    playerctl({QStringLiteral("pause")});
+    playerctl("pause");
     EXPECT_EQ(viewModel->state.value(), State::paused);
-    playerctl({QStringLiteral("pause")});
+    playerctl("pause");
     EXPECT_EQ(viewModel->state.value(), State::paused) << "a second pause keeps the pause";
-    playerctl({QStringLiteral("play-pause")});
+    playerctl("play-pause");
     EXPECT_EQ(viewModel->state.value(), State::playing);
-    playerctl({QStringLiteral("play")});
+    playerctl("play");
     EXPECT_EQ(viewModel->state.value(), State::playing) << "play while playing changes nothing";
 
-    playerctl({QStringLiteral("next")});
-    playerctl({QStringLiteral("next")});
+    playerctl("next");
+    playerctl("next");
     EXPECT_EQ(track(), 2);
-    EXPECT_EQ(getPlayer(QStringLiteral("CanGoNext")).out, QStringLiteral("(<false>,)"))
-        << "the last track without repeat";
-    playerctl({QStringLiteral("previous")});
+    EXPECT_EQ(property("CanGoNext"), "(<false>,)") << "the last track without repeat";
+    playerctl("previous");
     EXPECT_EQ(track(), 1) << "at the start of a track, previous goes back";
 
-    playerctl({QStringLiteral("stop")});
+    playerctl("stop");
     EXPECT_EQ(viewModel->state.value(), State::stopped);
-    playerctl({QStringLiteral("stop")});
+    playerctl("stop");
     EXPECT_NE(viewModel->disc.value().disc, nullptr) << "stopping a stopped player must not eject";
-    EXPECT_EQ(getPlayer(QStringLiteral("CanGoNext")).out, QStringLiteral("(<true>,)"))
-        << "stopped: next plays";
+    EXPECT_EQ(property("CanGoNext"), "(<true>,)") << "stopped: next plays";
 
     // OpenUri hands file URIs to the application, which may refuse them.
-    const std::string uri =
-        QUrl::fromLocalFile(QString::fromStdString(cueSheet().string())).toString().toStdString();
-    EXPECT_EQ(
-        gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.OpenUri"), {QString::fromStdString(uri)}).status,
-        0);
+    const auto openUri = [this](const QString& uri) {
+        return call("org.mpris.MediaPlayer2.Player.OpenUri", {uri});
+    };
+    EXPECT_EQ(openUri(QUrl::fromLocalFile(QString::fromStdString(cueSheet().string())).toString()).status, 0);
     ASSERT_EQ(opened.size(), 1u);
     EXPECT_EQ(opened.back(), cueSheet());
     const test::ClientRun refused =
-        gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.OpenUri"),
-              {QUrl::fromLocalFile(QString::fromStdString(folder().string())).toString()});
+        openUri(QUrl::fromLocalFile(QString::fromStdString(folder().string())).toString());
     EXPECT_NE(refused.status, 0);
     EXPECT_THAT(refused.err.toStdString(), HasSubstr("could not be opened"));
-    const test::ClientRun web =
-        gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.OpenUri"), {QStringLiteral("sftp:/music/a.cue")});
+    const test::ClientRun web = openUri("sftp:/music/a.cue");
     EXPECT_NE(web.status, 0);
     EXPECT_THAT(web.err.toStdString(), HasSubstr("Only file URIs"));
     EXPECT_EQ(opened.size(), 2u) << "a web address never reaches the application";
@@ -326,129 +286,121 @@ TEST_F(MprisServiceTest, TransportMethodsActOnlyWhereTheyMeanSomething) {
 TEST_F(MprisServiceTest, PositionsCountUpThroughThePregapAndOnlyJumpsAreSeeked) {
     // Track 2's pregap: the display counts down from -0:01, media controls up from 0.
     player->goToTrack(1, 0, false);
-    settle();
+    sync();
     ASSERT_EQ(track(), 1);
     EXPECT_EQ(viewModel->progress().progress.value().trackElapsedFrames, -44100);
     EXPECT_EQ(position(), 0);
-    listener->sync([this] { settle(); });
     listener->clear();
     play(25);
-    listener->sync([this] { settle(); });
     EXPECT_EQ(position(), us(25 * buffer)) << "half a second in, half a second before INDEX 01";
-    EXPECT_TRUE(listener->seeks.empty()) << "steady play is not a jump";
     play(50);
-    listener->sync([this] { settle(); });
     EXPECT_EQ(position(), us(75 * buffer)) << "past INDEX 01 the count goes on";
-    EXPECT_TRUE(listener->seeks.empty());
+    EXPECT_TRUE(listener->seeks.empty()) << "steady play is not a jump";
 
     // Seek and SetPosition, through playerctl; each is a jump, announced with the new position.
-    playerctl({QStringLiteral("position"), QStringLiteral("3")});
-    EXPECT_EQ(viewModel->progress().progress.value().discFramePosition, track2Pregap + 3 * 44100);
-    playerctl({QStringLiteral("position"), QStringLiteral("1.5+")});
-    EXPECT_EQ(viewModel->progress().progress.value().discFramePosition, track2Pregap + 4 * 44100 + 22050);
-    playerctl({QStringLiteral("position"), QStringLiteral("10-")});
-    EXPECT_EQ(viewModel->progress().progress.value().discFramePosition, track2Pregap)
-        << "back to the first cue";
+    playerctl("position 3");
+    EXPECT_EQ(frame(), track2Pregap + 3 * 44100);
+    playerctl("position 1.5+");
+    EXPECT_EQ(frame(), track2Pregap + 4 * 44100 + 22050);
+    playerctl("position 10-");
+    EXPECT_EQ(frame(), track2Pregap) << "back to the first cue";
     EXPECT_EQ(listener->seeks, (std::vector<qlonglong>{3'000'000, 4'500'000, 0}));
 
     // A position written back lands on the frame it was read at.
+    const auto setPosition = [this](const std::string& path, std::int64_t at) {
+        call("org.mpris.MediaPlayer2.Player.SetPosition",
+             {QString::fromStdString(path), QString::number(at)});
+    };
     play(1);
     const std::int64_t read = position();
-    const std::int64_t frame = viewModel->progress().progress.value().discFramePosition;
-    gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.SetPosition"),
-          {QString::fromStdString(trackPath(2)), QString::number(read)});
-    EXPECT_EQ(viewModel->progress().progress.value().discFramePosition, frame);
+    const std::int64_t at = frame();
+    setPosition(trackPath(2), read);
+    EXPECT_EQ(frame(), at);
 
     // Another track's id, or a position outside the track: nothing moves.
     listener->clear();
-    for (const auto& [path, at] : std::vector<std::pair<std::string, std::int64_t>>{
+    for (const auto& [path, microseconds] : std::vector<std::pair<std::string, std::int64_t>>{
              {trackPath(3), 1'000'000}, {trackPath(2), -1}, {trackPath(2), us(track3 - track2Pregap) + 1}}) {
-        gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.SetPosition"),
-              {QString::fromStdString(path), QString::number(at)});
-        EXPECT_EQ(viewModel->progress().progress.value().discFramePosition, frame) << path << " " << at;
+        setPosition(path, microseconds);
+        EXPECT_EQ(frame(), at) << path << " " << microseconds;
     }
     EXPECT_TRUE(listener->seeks.empty());
 
     // Seeking past the end of the track goes to the next one; an offset near the largest number
     // must not wrap around.
-    gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.Seek"), {QStringLiteral("9223372036854775807")});
+    call("org.mpris.MediaPlayer2.Player.Seek", {"9223372036854775807"});
     EXPECT_EQ(track(), 2);
-    EXPECT_EQ(viewModel->progress().progress.value().discFramePosition, track3);
-    gdbus(QStringLiteral("org.mpris.MediaPlayer2.Player.Seek"), {QStringLiteral("-9223372036854775808")});
-    EXPECT_EQ(viewModel->progress().progress.value().discFramePosition, track3);
+    EXPECT_EQ(frame(), track3);
+    call("org.mpris.MediaPlayer2.Player.Seek", {"-9223372036854775808"});
+    EXPECT_EQ(frame(), track3);
     EXPECT_EQ(viewModel->state.value(), State::playing);
 
     // Steady play across a track boundary: new metadata, no Seeked.
     player->seekToFrame(track3 - 2 * buffer, false);
-    settle();
-    listener->sync([this] { settle(); });
+    sync();
     listener->clear();
     play(3);
-    listener->sync([this] { settle(); });
     EXPECT_EQ(track(), 2);
     EXPECT_TRUE(listener->seeks.empty());
     ASSERT_FALSE(listener->changes.empty());
-    EXPECT_TRUE(listener->changes.back().contains(QStringLiteral("Metadata")));
+    EXPECT_TRUE(listener->changes.back().contains("Metadata"));
     EXPECT_EQ(position(), us(buffer));
 }
 
 TEST_F(MprisServiceTest, LoopShuffleRateAndVolumeWritesGoToThePlayerAndComeBackAnnounced) {
-    for (const auto& [loop, mode] :
-         std::vector<std::pair<QString, RepeatMode>>{{QStringLiteral("Track"), RepeatMode::track},
-                                                     {QStringLiteral("Playlist"), RepeatMode::disc},
-                                                     {QStringLiteral("None"), RepeatMode::none}}) {
+    for (const auto& [loop, mode] : std::vector<std::pair<QString, RepeatMode>>{
+             {"Track", RepeatMode::track}, {"Playlist", RepeatMode::disc}, {"None", RepeatMode::none}}) {
         listener->clear();
-        EXPECT_EQ(playerctl({QStringLiteral("loop"), loop}).status, 0);
+        EXPECT_EQ(playerctl("loop " + loop).status, 0);
         EXPECT_EQ(player->repeatMode(), mode);
-        EXPECT_EQ(playerctl({QStringLiteral("loop")}).out, loop);
+        EXPECT_EQ(playerctl("loop").out, loop);
         ASSERT_EQ(listener->changes.size(), 1u);
-        EXPECT_EQ(listener->changes.back().value(QStringLiteral("LoopStatus")).toString(), loop);
+        EXPECT_EQ(listener->changes.back().value("LoopStatus").toString(), loop);
     }
 
     // Shuffle is a toggle in the player: writing the value it has must not flip it.
     for (int round = 0; round < 2; ++round) {
-        playerctl({QStringLiteral("shuffle"), QStringLiteral("On")});
+        playerctl("shuffle On");
         EXPECT_TRUE(viewModel->shuffle.value()) << round;
     }
-    playerctl({QStringLiteral("shuffle"), QStringLiteral("Off")});
+    playerctl("shuffle Off");
     EXPECT_FALSE(viewModel->shuffle.value());
 
-    EXPECT_EQ(getPlayer(QStringLiteral("MinimumRate")).out, QStringLiteral("(<0.25>,)"));
-    EXPECT_EQ(getPlayer(QStringLiteral("MaximumRate")).out, QStringLiteral("(<4.0>,)"));
-    setPlayer(QStringLiteral("Rate"), QStringLiteral("<0.5>"));
+    EXPECT_EQ(property("MinimumRate"), "(<0.25>,)");
+    EXPECT_EQ(property("MaximumRate"), "(<4.0>,)");
+    set("Rate", "<0.5>");
     EXPECT_EQ(viewModel->rate.value(), 0.5F);
-    setPlayer(QStringLiteral("Rate"), QStringLiteral("<9.0>"));
+    set("Rate", "<9.0>");
     EXPECT_EQ(viewModel->rate.value(), 4.0F) << "clamped, as the player clamps";
-    setPlayer(QStringLiteral("Rate"), QStringLiteral("<0.1>"));
+    set("Rate", "<0.1>");
     EXPECT_EQ(viewModel->rate.value(), 0.25F);
     listener->clear();
     player->toggleBeat();
-    settle();
-    listener->sync([this] { settle(); });
+    sync();
     ASSERT_EQ(listener->changes.size(), 1u);
-    EXPECT_DOUBLE_EQ(listener->changes.back().value(QStringLiteral("Rate")).toDouble(), 0.8) << "New Beat";
-    EXPECT_EQ(getPlayer(QStringLiteral("Rate")).out, QStringLiteral("(<0.80000000000000004>,)"));
+    EXPECT_DOUBLE_EQ(listener->changes.back().value("Rate").toDouble(), 0.8) << "New Beat";
+    EXPECT_EQ(property("Rate"), "(<0.80000000000000004>,)");
 
     // A rate of 0 pauses a playing player and leaves the rate alone; it starts nothing.
-    setPlayer(QStringLiteral("Rate"), QStringLiteral("<0.0>"));
+    set("Rate", "<0.0>");
     EXPECT_EQ(viewModel->state.value(), State::stopped);
     player->play();
-    settle();
-    setPlayer(QStringLiteral("Rate"), QStringLiteral("<0.0>"));
+    rig.settle();
+    set("Rate", "<0.0>");
     EXPECT_EQ(viewModel->state.value(), State::paused);
     EXPECT_EQ(viewModel->rate.value(), 0.8F);
 
     // The volume turns the amplifier on, as the window's volume dial needs it on.
     EXPECT_FALSE(viewModel->amplifier.value());
-    EXPECT_EQ(playerctl({QStringLiteral("volume")}).out, QStringLiteral("1.000000"));
+    EXPECT_EQ(playerctl("volume").out, "1.000000");
     listener->clear();
-    playerctl({QStringLiteral("volume"), QStringLiteral("0.3")});
+    playerctl("volume 0.3");
     EXPECT_TRUE(viewModel->amplifier.value());
     EXPECT_FLOAT_EQ(viewModel->volume.value(), 0.3F);
-    EXPECT_EQ(playerctl({QStringLiteral("volume")}).out, QStringLiteral("0.300000"));
+    EXPECT_EQ(playerctl("volume").out, "0.300000");
     ASSERT_FALSE(listener->changes.empty());
-    EXPECT_DOUBLE_EQ(listener->changes.back().value(QStringLiteral("Volume")).toDouble(), 0.3);
-    setPlayer(QStringLiteral("Volume"), QStringLiteral("<1.5>"));
+    EXPECT_DOUBLE_EQ(listener->changes.back().value("Volume").toDouble(), 0.3);
+    set("Volume", "<1.5>");
     EXPECT_EQ(viewModel->volume.value(), 1.0F);
 }
 

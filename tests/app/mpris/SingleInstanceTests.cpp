@@ -38,7 +38,7 @@ protected:
     /// event loop lets the instance answer.
     bool handOver(const mpris::LaunchRequest& request) {
         static int connections = 0;
-        const QString name = QStringLiteral("launch") + QString::number(++connections);
+        const QString name = "launch" + QString::number(++connections);
         auto done = std::async(std::launch::async, [&] {
             const bool taken =
                 mpris::handOver(request, QDBusConnection::connectToBus(QDBusConnection::SessionBus, name));
@@ -69,20 +69,18 @@ TEST_F(SingleInstanceTest, DesktopActionsAreKnownByTheirNamesInEitherCase) {
     }
     EXPECT_EQ(mpris::desktopAction("stop"), std::nullopt);
     EXPECT_EQ(mpris::desktopAction(""), std::nullopt);
-    EXPECT_EQ(mpris::applicationObjectPath(), QStringLiteral("/app/lorvan/Lorvan"));
 }
 
 TEST_F(SingleInstanceTest, WithoutARunningInstanceTheLaunchRunsOnItsOwn) {
     EXPECT_FALSE(handOver({{"disc.cue"}, {}, {}}));
     mpris::ApplicationService first(handlers);
     ASSERT_TRUE(first.registered());
-    EXPECT_TRUE(
-        QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("app.lorvan.Lorvan")));
+    EXPECT_TRUE(QDBusConnection::sessionBus().interface()->isServiceRegistered("app.lorvan.Lorvan"));
     // A second instance started anyway (--new-instance) does not take the name.
     mpris::ApplicationService second(handlers,
                                      QDBusConnection::connectToBus(QDBusConnection::SessionBus, "other"));
     EXPECT_FALSE(second.registered());
-    QDBusConnection::disconnectFromBus(QStringLiteral("other"));
+    QDBusConnection::disconnectFromBus("other");
 }
 
 TEST_F(SingleInstanceTest, ALaunchHandsItsPathsActionAndTokenToTheRunningInstance) {
@@ -102,12 +100,12 @@ TEST_F(SingleInstanceTest, ALaunchHandsItsPathsActionAndTokenToTheRunningInstanc
               (std::vector<std::filesystem::path>{directory.path() / "Ça va/disc 1.cue", "/music/c"}));
     EXPECT_EQ(performed, (std::vector<DesktopAction>{DesktopAction::pause, DesktopAction::play}))
         << "in order, after the disc is open";
-    EXPECT_EQ(tokens, std::vector<QString>{QStringLiteral("token-1")});
+    EXPECT_EQ(tokens, std::vector<QString>{"token-1"});
 
     // No path and no action: bring the window forward. An action alone leaves the window be.
     EXPECT_TRUE(handOver({{}, {}, "token-2"}));
     EXPECT_TRUE(handOver({{}, {DesktopAction::next}, "token-3"}));
-    EXPECT_EQ(tokens, (std::vector<QString>{QStringLiteral("token-1"), QStringLiteral("token-2")}));
+    EXPECT_EQ(tokens, (std::vector<QString>{"token-1", "token-2"}));
     EXPECT_EQ(performed,
               (std::vector<DesktopAction>{DesktopAction::pause, DesktopAction::play, DesktopAction::next}));
     EXPECT_EQ(opened.size(), 1u);
@@ -117,48 +115,30 @@ TEST_F(SingleInstanceTest, TheInterfaceAnswersOtherClientsAndRefusesWhatItCannot
     mpris::ApplicationService instance(handlers);
     ASSERT_TRUE(instance.registered());
     const auto call = [](const QString& method, const QStringList& arguments) {
-        return test::runClient(QStringLiteral("gdbus"),
-                               QStringList{QStringLiteral("call"), QStringLiteral("--session"),
-                                           QStringLiteral("--dest"), QStringLiteral("app.lorvan.Lorvan"),
-                                           QStringLiteral("--object-path"),
-                                           QStringLiteral("/app/lorvan/Lorvan"), QStringLiteral("--method"),
-                                           QStringLiteral("org.freedesktop.Application.") + method} +
-                                   arguments);
+        return test::gdbus("app.lorvan.Lorvan", "/app/lorvan/Lorvan", "org.freedesktop.Application." + method,
+                           arguments);
     };
     // As a launcher would send it, with the X11 startup id only.
     const test::ClientRun open =
-        call(QStringLiteral("Open"), {QStringLiteral("['file:///music/A%20B/disc.cue']"),
-                                      QStringLiteral("{'desktop-startup-id': <'x11-id'>}")});
+        call("Open", {"['file:///music/A%20B/disc.cue']", "{'desktop-startup-id': <'x11-id'>}"});
     EXPECT_EQ(open.status, 0) << open.err.toStdString();
     QCoreApplication::processEvents();
     ASSERT_EQ(opened.size(), 1u);
     EXPECT_EQ(opened[0], std::vector<std::filesystem::path>{"/music/A B/disc.cue"});
-    EXPECT_EQ(tokens, std::vector<QString>{QStringLiteral("x11-id")});
+    EXPECT_EQ(tokens, std::vector<QString>{"x11-id"});
 
-    const test::ClientRun web =
-        call(QStringLiteral("Open"),
-             {QStringLiteral("['sftp:/music/disc.cue']"), QStringLiteral("@a{sv} {}")});
+    const test::ClientRun web = call("Open", {"['sftp:/music/disc.cue']", "@a{sv} {}"});
     EXPECT_NE(web.status, 0);
     EXPECT_THAT(web.err.toStdString(), HasSubstr("Only file URIs can be opened"));
-    const test::ClientRun unknown =
-        call(QStringLiteral("ActivateAction"),
-             {QStringLiteral("eject"), QStringLiteral("@av []"), QStringLiteral("@a{sv} {}")});
+    const test::ClientRun unknown = call("ActivateAction", {"eject", "@av []", "@a{sv} {}"});
     EXPECT_NE(unknown.status, 0);
     EXPECT_THAT(unknown.err.toStdString(), HasSubstr("No such action: eject"));
-    const test::ClientRun pause =
-        call(QStringLiteral("ActivateAction"),
-             {QStringLiteral("Pause"), QStringLiteral("@av []"), QStringLiteral("@a{sv} {}")});
+    const test::ClientRun pause = call("ActivateAction", {"Pause", "@av []", "@a{sv} {}"});
     EXPECT_EQ(pause.status, 0) << pause.err.toStdString();
     QCoreApplication::processEvents();
     EXPECT_EQ(opened.size(), 1u);
     EXPECT_EQ(performed, std::vector<DesktopAction>{DesktopAction::pause});
 }
-
-} // namespace
-} // namespace lorvan
-
-namespace lorvan {
-namespace {
 
 /// The real lorvan, twice and more, on this test's private bus and the offscreen platform.
 class SecondLaunchTest : public testing::Test {
@@ -171,9 +151,9 @@ protected:
             ASSERT_EQ(made.status, 0) << made.out;
         }
         environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), path("config"));
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path("runtime"));
+        environment.insert("QT_QPA_PLATFORM", "offscreen");
+        environment.insert("XDG_CONFIG_HOME", path("config"));
+        environment.insert("XDG_RUNTIME_DIR", path("runtime"));
         std::filesystem::create_directories(directory.path() / "runtime");
         std::filesystem::permissions(directory.path() / "runtime", std::filesystem::perms::owner_all);
     }
@@ -196,21 +176,20 @@ protected:
     void start(QProcess& process, const QStringList& arguments) {
         process.setProcessEnvironment(environment);
         process.setProcessChannelMode(QProcess::MergedChannels);
-        process.start(QStringLiteral(LORVAN),
-                      QStringList{QStringLiteral("--output"), QStringLiteral("null")} + arguments);
+        process.setWorkingDirectory(path(""));
+        process.start(QStringLiteral(LORVAN), QStringList{"--output", "null"} + arguments);
         ASSERT_TRUE(process.waitForStarted());
     }
-    /// A launch that hands over and ends.
+    /// A launch that hands over and ends, from the test's folder.
     test::ClientRun launch(const QStringList& arguments) {
         QProcess process;
         start(process, arguments);
         const bool ended = process.waitForFinished(60'000) && process.exitStatus() == QProcess::NormalExit;
         return {ended ? process.exitCode() : -1, QString::fromUtf8(process.readAll()), {}};
     }
-    static QString playerctl(const QStringList& arguments) {
-        return test::runClient(QStringLiteral("playerctl"),
-                               QStringList{QStringLiteral("--player=lorvan")} + arguments)
-            .out;
+    /// playerctl on the instance that holds the plain name; its arguments are split at spaces.
+    static QString playerctl(const QString& arguments) {
+        return test::runClient("playerctl", QStringList{"--player=lorvan"} + arguments.split(' ')).out;
     }
     static bool hasOwner(const QString& name) {
         return QDBusConnection::sessionBus().interface()->isServiceRegistered(name).value();
@@ -234,53 +213,37 @@ protected:
 TEST_F(SecondLaunchTest, ASecondLorvanHandsItsDiscAndActionsToTheRunningOneAndNewInstanceRunsBeside) {
     first.setStandardOutputFile(path("first.log"));
     third.setStandardOutputFile(path("third.log"));
-    start(first, {path("a") + QStringLiteral("/Lorvan Demo.cue")});
-    ASSERT_TRUE(eventually([] { return hasOwner(QStringLiteral("app.lorvan.Lorvan")); }))
-        << "no application id";
-    const QString coverA = QUrl::fromLocalFile(path("a") + QStringLiteral("/cover.png")).toString();
-    ASSERT_TRUE(eventually([&] {
-        return playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}) == coverA;
-    }));
+    start(first, {path("a") + "/Lorvan Demo.cue"});
+    ASSERT_TRUE(eventually([] { return hasOwner("app.lorvan.Lorvan"); })) << "no application id";
+    const auto showsCoverOf = [this](const char* disc) {
+        const QString cover = QUrl::fromLocalFile(path(disc) + "/cover.png").toString();
+        return eventually([&] { return playerctl("metadata mpris:artUrl") == cover; });
+    };
+    ASSERT_TRUE(showsCoverOf("a"));
 
     // The folder of disc B, relative to the launch's working directory.
-    QProcess second;
-    second.setWorkingDirectory(QString::fromStdString(directory.path().string()));
-    second.setProcessEnvironment(environment);
-    second.start(QStringLiteral(LORVAN), {QStringLiteral("b")});
-    ASSERT_TRUE(second.waitForFinished(60'000));
-    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second.exitCode(), 0) << second.readAll().toStdString();
-    const QString coverB = QUrl::fromLocalFile(path("b") + QStringLiteral("/cover.png")).toString();
-    EXPECT_TRUE(eventually([&] {
-        return playerctl({QStringLiteral("metadata"), QStringLiteral("mpris:artUrl")}) == coverB;
-    })) << "the running instance replaced its disc";
+    const test::ClientRun second = launch({"b"});
+    EXPECT_EQ(second.status, 0) << second.out.toStdString();
+    EXPECT_TRUE(showsCoverOf("b")) << "the running instance replaced its disc";
     EXPECT_EQ(first.state(), QProcess::Running);
 
     // The desktop file's actions act on the running player.
-    const test::ClientRun pause = launch({QStringLiteral("--pause")});
+    const test::ClientRun pause = launch({"--pause"});
     EXPECT_EQ(pause.status, 0) << pause.out.toStdString();
-    EXPECT_TRUE(
-        eventually([&] { return playerctl({QStringLiteral("status")}) == QStringLiteral("Paused"); }));
-    EXPECT_EQ(launch({QStringLiteral("--next")}).status, 0);
-    EXPECT_TRUE(eventually([&] {
-        return playerctl({QStringLiteral("metadata"), QStringLiteral("xesam:trackNumber")}) ==
-               QStringLiteral("2");
-    }));
-    EXPECT_EQ(playerctl({QStringLiteral("status")}), QStringLiteral("Paused")) << "next keeps the pause";
+    EXPECT_TRUE(eventually([&] { return playerctl("status") == "Paused"; }));
+    EXPECT_EQ(launch({"--next"}).status, 0);
+    EXPECT_TRUE(eventually([&] { return playerctl("metadata xesam:trackNumber") == "2"; }));
+    EXPECT_EQ(playerctl("status"), "Paused") << "next keeps the pause";
 
     // --new-instance runs beside it, under a media-controls name of its own.
-    start(third, {QStringLiteral("--new-instance")});
-    const QString thirdName =
-        QStringLiteral("org.mpris.MediaPlayer2.lorvan.instance") + QString::number(third.processId());
+    start(third, {"--new-instance"});
+    const QString thirdName = "org.mpris.MediaPlayer2.lorvan.instance" + QString::number(third.processId());
     EXPECT_TRUE(eventually([&] { return hasOwner(thirdName); }));
     EXPECT_EQ(third.state(), QProcess::Running);
 
     // Media controls quit the first; the application id is free again.
-    const test::ClientRun quit = test::runClient(
-        QStringLiteral("gdbus"), {QStringLiteral("call"), QStringLiteral("--session"),
-                                  QStringLiteral("--dest"), QStringLiteral("org.mpris.MediaPlayer2.lorvan"),
-                                  QStringLiteral("--object-path"), QStringLiteral("/org/mpris/MediaPlayer2"),
-                                  QStringLiteral("--method"), QStringLiteral("org.mpris.MediaPlayer2.Quit")});
+    const test::ClientRun quit = test::gdbus("org.mpris.MediaPlayer2.lorvan", "/org/mpris/MediaPlayer2",
+                                             "org.mpris.MediaPlayer2.Quit");
     EXPECT_EQ(quit.status, 0) << quit.err.toStdString();
     // It may have ended already, while the event loop ran for gdbus.
     if (first.state() != QProcess::NotRunning) {
@@ -288,7 +251,7 @@ TEST_F(SecondLaunchTest, ASecondLorvanHandsItsDiscAndActionsToTheRunningOneAndNe
     }
     EXPECT_EQ(first.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(first.exitCode(), 0);
-    EXPECT_TRUE(eventually([] { return !hasOwner(QStringLiteral("org.mpris.MediaPlayer2.lorvan")); }));
+    EXPECT_TRUE(eventually([] { return !hasOwner("org.mpris.MediaPlayer2.lorvan"); }));
 }
 
 } // namespace
