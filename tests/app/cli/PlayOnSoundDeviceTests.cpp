@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -58,6 +59,7 @@ public:
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
 
+    [[nodiscard]] bool ready() const { return ready_; }
     void shutDown() {
         if (pid_ <= 0) return;
         kill(pid_, SIGTERM);
@@ -67,6 +69,7 @@ public:
 
 protected:
     pid_t pid_ = -1;
+    bool ready_ = false;
 };
 
 /// A JACK server of its own name on the dummy driver, at 48 kHz.
@@ -84,7 +87,6 @@ public:
         ready_ = pid_ > 0 && test::runProcess("jack_wait", "-s " + name_ + " -w -t 10").status == 0;
     }
 
-    [[nodiscard]] bool ready() const { return ready_; }
     /// The ports connected to the server's playback port: PortAudio's while Lorvan plays.
     static constexpr std::string_view playingClient = "PortAudio:out_";
     [[nodiscard]] std::string playingClients() const {
@@ -100,7 +102,6 @@ public:
 private:
     std::string name_;
     std::filesystem::path directory_;
-    bool ready_ = false;
 };
 
 /// A PulseAudio server on a null sink at 48 kHz, in a runtime directory of its own, found by its
@@ -133,7 +134,6 @@ public:
         }
     }
 
-    [[nodiscard]] bool ready() const { return ready_; }
     /// What a client process needs to find this server, and no JACK server (a name nobody runs).
     [[nodiscard]] std::string environment() const {
         return "XDG_RUNTIME_DIR=" + test::shellQuoted(directory_) +
@@ -150,7 +150,6 @@ private:
     }
 
     std::filesystem::path directory_;
-    bool ready_ = false;
 };
 
 /// A split demo disc and a settings folder of its own, and a sound server of its own.
@@ -163,8 +162,13 @@ protected:
     }
     [[nodiscard]] std::filesystem::path disc() const { return directory.path() / "disc"; }
 
-    /// Track 3 (10 s) at rate 2: 5 s of the device's time. Returns the run and its wall time.
-    std::pair<test::ProcessRun, double> playTrack3() const {
+    /// Track 3 (10 s) at rate 2: 5 s of the device's time, while `twoSecondsIn` runs on a thread
+    /// of its own two seconds after the start. Returns the run and its wall time.
+    std::pair<test::ProcessRun, double> playTrack3(const std::function<void()>& twoSecondsIn) const {
+        std::thread meanwhile([&] {
+            std::this_thread::sleep_for(std::chrono::seconds(2));
+            twoSecondsIn();
+        });
         const auto started = std::chrono::steady_clock::now();
         auto run = test::runProcess("timeout",
                                     "-s TERM 30 " + test::shellQuoted(LORVAN_CLI) + " play " +
@@ -173,6 +177,7 @@ protected:
                                         " XDG_CONFIG_HOME=" + test::shellQuoted(directory.path() / "config"),
                                     true);
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - started;
+        meanwhile.join();
         return {std::move(run), elapsed.count()};
     }
 
@@ -182,8 +187,7 @@ protected:
 
 using SoundServers = testing::Types<JackDummyServer, PulseNullSinkServer>;
 struct ServerName {
-    template <typename Server>
-    static std::string GetName(int) {
+    template <typename Server> static std::string GetName(int) {
         return std::is_same_v<Server, JackDummyServer> ? "JACK" : "PulseAudio";
     }
 };
@@ -191,12 +195,7 @@ TYPED_TEST_SUITE(PlayOnSoundDevice, SoundServers, ServerName);
 
 TYPED_TEST(PlayOnSoundDevice, PlaysToTheEndAtTheDevicesClock) {
     std::string clients;
-    std::thread observer([this, &clients] {
-        std::this_thread::sleep_for(std::chrono::seconds(2));
-        clients = this->server.playingClients();
-    });
-    const auto [run, seconds] = this->playTrack3();
-    observer.join();
+    const auto [run, seconds] = this->playTrack3([&] { clients = this->server.playingClients(); });
     EXPECT_EQ(run.status, 0) << run.out;
     EXPECT_THAT(run.out, HasSubstr(TypeParam::deviceLine));
     EXPECT_THAT(run.out, Not(HasSubstr("null output")));
@@ -211,12 +210,7 @@ TYPED_TEST(PlayOnSoundDevice, ADeviceThatGoesAwayMidPlayHandsOverToTheNullOutput
     // Once its server is gone, PortAudio's own clean-up of the stream aborts the process, and
     // nothing pulls the audio any more: the player has to notice, leave the stream alone and
     // carry on at the null output's clock to the end of the disc.
-    std::thread killer([this] {
-        std::this_thread::sleep_for(std::chrono::seconds(2));
-        this->server.shutDown();
-    });
-    const auto [run, seconds] = this->playTrack3();
-    killer.join();
+    const auto [run, seconds] = this->playTrack3([this] { this->server.shutDown(); });
     EXPECT_EQ(run.status, 0) << run.out;
     EXPECT_THAT(run.out, HasSubstr(TypeParam::deviceLine));
     EXPECT_THAT(run.out, HasSubstr("The sound device went away, playing on to the null output"));
