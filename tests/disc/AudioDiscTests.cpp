@@ -109,25 +109,21 @@ TEST_F(AudioDiscTest, firstTrackPregapBecomesSilenceAndShiftsEveryCue) {
     EXPECT_EQ(disc.source.kind, AudioDisc::Source::Kind::cueSheet);
 }
 
-// The running offset adds only the length of the file being left, even when the sheet jumps
-// over a file that holds no index.
-TEST_F(AudioDiscTest, fileIndexJumpAddsOnlyTheCurrentFilesLength) {
-    wave("a.wav", sector * 100);
-    wave("b.wav", sector * 200);
-    wave("c.wav", sector * 300);
-    const auto disc = fromSheet("FILE \"a.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                                "FILE \"b.wav\" WAVE\n"
-                                "FILE \"c.wav\" WAVE\n  TRACK 02 AUDIO\n    INDEX 01 00:00:10\n");
-    EXPECT_EQ(disc.data->totalFrameCount(), sector * 600);
-    EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 1}, {sector * 100 + sector * 10, 1, 1}}));
-}
-
-TEST_F(AudioDiscTest, multiFileSheetWithPregapAtTheEndOfThePreviousFile) {
+// Frames count on across the files. The running offset adds only the length of the file being
+// left, even when the sheet jumps over a file that holds no index; a pregap may sit at the end of
+// the previous file, and a track's length then ends where that pregap starts, or not.
+TEST_F(AudioDiscTest, cuesOfMultiFileSheetsCountOnAcrossTheFiles) {
     wave("01.wav", sector * 100);
     wave("02.wav", sector * 200);
-    const auto disc = fromSheet("FILE \"01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                                "  TRACK 02 AUDIO\n    INDEX 00 00:01:00\n"
-                                "FILE \"02.wav\" WAVE\n    INDEX 01 00:00:00\n");
+    wave("03.wav", sector * 300);
+    const std::string file1 = "FILE \"01.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
+    const auto jump = fromSheet(file1 + "FILE \"02.wav\" WAVE\n"
+                                        "FILE \"03.wav\" WAVE\n  TRACK 02 AUDIO\n    INDEX 01 00:00:10\n");
+    EXPECT_EQ(jump.data->totalFrameCount(), sector * 600);
+    EXPECT_EQ(cueTuples(jump), (Cues{{0, 0, 1}, {sector * 100 + sector * 10, 1, 1}}));
+
+    const auto disc = fromSheet(file1 + "  TRACK 02 AUDIO\n    INDEX 00 00:01:00\n"
+                                        "FILE \"02.wav\" WAVE\n    INDEX 01 00:00:00\n");
     EXPECT_EQ(cueTuples(disc), (Cues{{0, 0, 1}, {sector * 75, 1, 0}, {sector * 100, 1, 1}}));
     EXPECT_TRUE(disc.canBeCDDA);
     EXPECT_EQ(disc.trackLength(disc.tracks[0], withPregap), sector * 75);

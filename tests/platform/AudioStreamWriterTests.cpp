@@ -161,6 +161,8 @@ TEST(AudioStreamWriter, SamplesRoundToTheNearestStepTiesToEvenAndClipOnEveryPath
         {AudioFileEncoding::wave, 1, 1000, 0},
         {AudioFileEncoding::wave, 3, 5, 0},
         {AudioFileEncoding::wave, 6, 1000, 0},
+        // More frames than one packet holds, in one write: nothing lost or doubled at the seams.
+        {AudioFileEncoding::wave, 2, 150001, 150001},
         // Long enough for several of the FLAC encoder's fixed-size frames and a short last one.
         {AudioFileEncoding::flac, 2, 777, 10000},
     };
@@ -182,7 +184,7 @@ TEST(AudioStreamWriter, SamplesRoundToTheNearestStepTiesToEvenAndClipOnEveryPath
     }
 }
 
-TEST(AudioStreamWriter, FloatWaveKeepsEverySampleAndLongWritesAreSplitWithoutALoss) {
+TEST(AudioStreamWriter, FloatWaveKeepsEverySampleOfALongWrite) {
     test::TemporaryDirectory directory;
     // More frames than one packet holds, in a single write: the file must hold them all, in order.
     const std::size_t frames = 150001;
@@ -202,15 +204,6 @@ TEST(AudioStreamWriter, FloatWaveKeepsEverySampleAndLongWritesAreSplitWithoutALo
         ASSERT_EQ(written[2 * i + 1], planes[1][i]) << i;
     }
     EXPECT_EQ(written.back(), planes[1].back());
-
-    // The same length at 16 bits, in one write, split in packets: nothing lost or doubled at
-    // their seams.
-    const auto wide = directory.path() / "wide.wav";
-    write(wide, AudioFileEncoding::wave, PCMSampleFormat::s16, planes, frames);
-    const auto samples = integers(waveData(wide), 2);
-    ASSERT_EQ(samples.size(), frames * 2);
-    for (const std::size_t i : {std::size_t{65535}, std::size_t{65536}, std::size_t{131072}, frames - 1})
-        EXPECT_EQ(samples[2 * i], std::min(std::lrint(planes[0][i] * 32768.0F), 32767L)) << i;
 }
 
 } // namespace
