@@ -32,34 +32,39 @@ struct ClientRun {
     QString err;
 };
 
+/// Runs `loop` until it is quit, calling `tick` every millisecond. A minute is a hang, not a
+/// slow machine.
+inline void run(QEventLoop& loop, const std::function<void()>& tick) {
+    QTimer ticker;
+    QObject::connect(&ticker, &QTimer::timeout, [&] {
+        if (tick) tick();
+    });
+    QTimer::singleShot(60'000, &loop, &QEventLoop::quit);
+    ticker.start(1);
+    loop.exec();
+}
+
 /// Runs `program` to its end while the event loop goes on (the service it talks to lives in
-/// this process), calling `tick` between events. A minute is a hang, not a slow machine.
+/// this process), calling `tick` between events.
 inline ClientRun runClient(const QString& program, const QStringList& arguments,
                            const std::function<void()>& tick = {}) {
     QProcess process;
     QEventLoop loop;
-    QTimer ticker;
-    ticker.setInterval(1);
-    QObject::connect(&ticker, &QTimer::timeout, [&] {
-        if (tick) tick();
-    });
     QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
     QObject::connect(&process, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
-    QTimer::singleShot(60'000, &loop, &QEventLoop::quit);
     process.start(program, arguments);
-    ticker.start();
-    loop.exec();
-    ClientRun run;
+    run(loop, tick);
+    ClientRun result;
     if (process.state() != QProcess::NotRunning) {
         process.kill();
         process.waitForFinished();
-        run.err = QStringLiteral("hung");
-        return run;
+        result.err = QStringLiteral("hung");
+        return result;
     }
-    run.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-    run.err += QString::fromUtf8(process.readAllStandardError()).trimmed();
-    return run;
+    result.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    result.err += QString::fromUtf8(process.readAllStandardError()).trimmed();
+    return result;
 }
 
 /// gdbus calling `method` (with its interface) on the object at `path` of `destination`.
@@ -95,15 +100,8 @@ public:
             service_, path_, QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
         QDBusPendingCallWatcher watcher(connection_.asyncCall(ping));
         QEventLoop loop;
-        QTimer ticker;
-        ticker.setInterval(1);
-        QObject::connect(&ticker, &QTimer::timeout, [&] {
-            if (tick) tick();
-        });
         QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
-        QTimer::singleShot(60'000, &loop, &QEventLoop::quit);
-        ticker.start();
-        if (!watcher.isFinished()) loop.exec();
+        if (!watcher.isFinished()) run(loop, tick);
         QCoreApplication::processEvents();
     }
     void clear() {

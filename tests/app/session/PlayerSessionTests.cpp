@@ -20,16 +20,6 @@ using testing::HasSubstr;
 
 class PlayerSessionTest : public testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        static int argc = 1;
-        static char name[] = "lorvan_session_tests";
-        static char* argv[] = {name, nullptr};
-        application = new QCoreApplication(argc, argv);
-    }
-    static void TearDownTestSuite() {
-        delete application;
-        application = nullptr;
-    }
     void SetUp() override {
         const auto made = test::runProcess(LORVAN_CLI, "demo --split --dir " + test::shellQuoted(disc()));
         ASSERT_EQ(made.status, 0) << made.out;
@@ -46,7 +36,10 @@ protected:
         return done();
     }
 
-    static inline QCoreApplication* application = nullptr;
+    int argc = 1;
+    char name[6] = "tests";
+    char* argv[2] = {name, nullptr};
+    QCoreApplication application{argc, argv};
     test::TemporaryDirectory directory;
     std::shared_ptr<InMemoryUserDefaults> defaults = std::make_shared<InMemoryUserDefaults>();
     PlayerSession::Options options = [this] {
