@@ -9,7 +9,6 @@
 namespace lorvan {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 /// The decoding lines of the log, without the value column padding.
@@ -24,7 +23,7 @@ std::vector<std::string> decodingSteps(const test::CapturedLog& log) {
     return steps;
 }
 
-// Each row: the bytes, the text they decode to and the encodings tried on the way
+// Each row: the bytes, the text they decode to and the encodings tried on the way.
 TEST(TextFileDecoder, TriesUtf8ThenUtf16WithItsMarkThenLatin1) {
     const std::vector<std::string> utf8{"Succ Unicode (UTF-8)"};
     const std::vector<std::string> utf16{"Unsu Unicode (UTF-8)", "Succ Unicode (UTF-16)"};
@@ -98,6 +97,8 @@ TEST(TextFileDecoder, SheetsAboveOneMebibyteAndBinaryAreRefused) {
         test::CapturedLog log;
         const auto error = refusal(directory.write("binary.cue", bytes));
         EXPECT_EQ(error.kind(), TextFileDecoderError::Kind::notText);
+        EXPECT_EQ(error.failureReason(),
+                  "'binary.cue' holds binary data (NUL bytes), not the text of a cue sheet.");
         EXPECT_EQ(log.text().find('\0'), std::string::npos) << "the bytes never reach the log";
         EXPECT_EQ(log.text().find("fLaC"), std::string::npos);
     }

@@ -146,25 +146,14 @@ TEST_F(BadInput, eachRefusalIsAJsonDocumentOfItsError) {
     }
 }
 
-// Without --json a refusal is a readable line after the log; nothing of a binary file is shown.
-TEST_F(BadInput, plainRefusalsAreALineAfterTheLog) {
+// Without --json a refusal is a readable line after the log.
+TEST_F(BadInput, aPlainRefusalIsALineAfterTheLog) {
     const test::ProcessRun missing = cli("info " + quoted(sheetFor("gone", {"gone.flac"})));
     EXPECT_EQ(missing.status, 1);
     EXPECT_THAT(missing.out, HasSubstr("Trying another extension ·············· : gone.mp3 not found"));
     EXPECT_THAT(missing.out,
                 HasSubstr("Couldn't find audio file: The audio file 'gone.flac' isn't in the same "
                           "directory as the cue cheet file.\n"));
-
-    platform::writeAudioFile(directory.path() / "a.flac", platform::AudioFileEncoding::flac, 44100, 2, 16,
-                             test::testSignal(588 * 100, 2, 16, 3));
-    const auto named = cli("info " + quoted(directory.path() / "a.flac"));
-    EXPECT_EQ(named.status, 1);
-    EXPECT_THAT(named.out,
-                HasSubstr("Not a cue sheet: 'a.flac' holds binary data (NUL bytes), not the text of a "
-                          "cue sheet.\n"));
-    EXPECT_EQ(named.out.find("fLaC"), std::string::npos) << "nothing of the file is shown";
-    EXPECT_EQ(named.out.find('\0'), std::string::npos);
-    EXPECT_LT(named.out.size(), 2000U);
 }
 
 // A hidden "._" entry is not a second sheet; a real second sheet makes the folder a folder of files.
