@@ -286,23 +286,23 @@ TEST_F(DisplayRenderer, PartialFramesHaveThePixelsOfWholeFrames) {
     }
 }
 
-TEST_F(DisplayRenderer, AStateThatDrawsTheSameDotsChangesNothing) {
-    const LCTheme& theme = themeOf(LCBuiltInTheme::amber);
+TEST_F(DisplayRenderer, AStateThatDrawsTheSameDotsChangesNothingAndAThemeOrSizeRedrawsAll) {
+    const LCTheme& amber = themeOf(LCBuiltInTheme::amber);
     DisplayState state = DisplayState::typical();
-    EXPECT_TRUE(renderer.wouldChange(state, theme, 1)) << "nothing drawn yet";
-    const std::vector<QRect> first = renderer.update(state, theme, 1);
+    EXPECT_TRUE(renderer.wouldChange(state, amber, 1)) << "nothing drawn yet";
+    const std::vector<QRect> first = renderer.update(state, amber, 1);
     EXPECT_EQ(first, std::vector<QRect>{QRect(0, 0, 1200, 548)});
-    EXPECT_FALSE(renderer.wouldChange(state, theme, 1));
-    EXPECT_TRUE(renderer.update(state, theme, 1).empty());
+    EXPECT_FALSE(renderer.wouldChange(state, amber, 1));
+    EXPECT_TRUE(renderer.update(state, amber, 1).empty());
 
     // 0.8 lights 16 of 20 segments, and so do 0.79 and 0.824; 0.826 lights 17.
     state.levelRight = 0.79;
-    EXPECT_FALSE(renderer.wouldChange(state, theme, 1));
+    EXPECT_FALSE(renderer.wouldChange(state, amber, 1));
     state.levelRight = 0.824;
-    EXPECT_TRUE(renderer.update(state, theme, 1).empty());
+    EXPECT_TRUE(renderer.update(state, amber, 1).empty());
     state.levelRight = 0.826;
-    EXPECT_TRUE(renderer.wouldChange(state, theme, 1));
-    const std::vector<QRect> changed = renderer.update(state, theme, 1);
+    EXPECT_TRUE(renderer.wouldChange(state, amber, 1));
+    const std::vector<QRect> changed = renderer.update(state, amber, 1);
     ASSERT_FALSE(changed.empty());
     // The 17th segment and its glow, far from the time and the title.
     const QPoint segment = DotMatrixDisplayRenderer::dotCenter(
@@ -314,16 +314,9 @@ TEST_F(DisplayRenderer, AStateThatDrawsTheSameDotsChangesNothing) {
         std::any_of(changed.begin(), changed.end(), [&](const QRect& r) { return r.contains(segment); }));
     EXPECT_TRUE(
         std::none_of(changed.begin(), changed.end(), [&](const QRect& r) { return r.contains(titleDot); }));
-    EXPECT_FALSE(renderer.wouldChange(state, theme, 1));
-}
+    EXPECT_FALSE(renderer.wouldChange(state, amber, 1));
 
-TEST_F(DisplayRenderer, ThemeBrightnessAndSizeRedrawEverything) {
-    const DisplayState state = DisplayState::typical();
-    renderer.update(state, themeOf(LCBuiltInTheme::amber), 1);
-    const auto wholeOf = [&](const LCTheme& theme, double brightness, const DisplayGeometry& g) {
-        DotMatrixDisplayRenderer fresh(rasterizer);
-        return fresh.render(state, theme, brightness, g);
-    };
+    // A new theme, brightness, size or scale redraws everything, as a fresh renderer would.
     struct Change {
         const char* what;
         LCBuiltInTheme theme;
@@ -338,9 +331,10 @@ TEST_F(DisplayRenderer, ThemeBrightnessAndSizeRedrawEverything) {
         SCOPED_TRACE(c.what);
         const LCTheme& theme = themeOf(c.theme);
         EXPECT_TRUE(renderer.wouldChange(state, theme, c.brightness, c.geometry));
-        const std::vector<QRect> changed = renderer.update(state, theme, c.brightness, c.geometry);
-        EXPECT_EQ(changed, std::vector<QRect>{renderer.image().rect()});
-        EXPECT_EQ(renderer.image(), wholeOf(theme, c.brightness, c.geometry));
+        const std::vector<QRect> redrawn = renderer.update(state, theme, c.brightness, c.geometry);
+        EXPECT_EQ(redrawn, std::vector<QRect>{renderer.image().rect()});
+        DotMatrixDisplayRenderer fresh(rasterizer);
+        EXPECT_EQ(renderer.image(), fresh.render(state, theme, c.brightness, c.geometry));
         EXPECT_FALSE(renderer.wouldChange(state, theme, c.brightness, c.geometry));
     }
 }

@@ -49,7 +49,7 @@ struct ShownDisplay {
     DisplayState state;
 };
 
-TEST(DisplayView, AStateThatChangesNoPixelDrawsNothingAndAChangeRedrawsOnlyWhereItIs) {
+TEST(DisplayView, DrawsOnlyChangedPixelsAndNothingWhileHiddenOrMinimised) {
     ShownDisplay f;
     const long frames = f.view->renderedFrames();
     ASSERT_GE(frames, 1);
@@ -74,33 +74,28 @@ TEST(DisplayView, AStateThatChangesNoPixelDrawsNothingAndAChangeRedrawsOnlyWhere
     // After partial frames the view shows what a whole frame of the same state is.
     f.state.levelLeft = 0.25;
     f.view->setState(f.state);
-    const QImage shown = f.shown();
-    const QImage whole = f.wholeFrame();
-    ASSERT_EQ(shown.size(), whole.size());
-    EXPECT_TRUE(shown == whole);
-}
+    ASSERT_EQ(f.shown().size(), f.wholeFrame().size());
+    EXPECT_TRUE(f.shown() == f.wholeFrame());
 
-TEST(DisplayView, NothingIsDrawnWhileHiddenOrMinimisedAndTheNextPaintCatchesUp) {
-    ShownDisplay f;
-    const long frames = f.view->renderedFrames();
-
+    // Nothing is drawn while minimised or hidden; the next paint catches up in one frame.
+    const long beforeHiding = f.view->renderedFrames();
     f.window.showMinimized();
     f.state.title = "Two Moods";
     f.view->setState(f.state);
     EXPECT_EQ(f.view->state().title, "Two Moods") << "the state is kept";
-    EXPECT_EQ(f.view->renderedFrames(), frames) << "minimised: not drawn";
+    EXPECT_EQ(f.view->renderedFrames(), beforeHiding) << "minimised: not drawn";
 
     f.window.hide();
     f.state.time = "0:07";
     f.view->setState(f.state);
     f.ui.brightness.set(0.6);
     f.ui.selectBuiltInTheme(LCBuiltInTheme::amber);
-    EXPECT_EQ(f.view->renderedFrames(), frames) << "hidden: not drawn";
+    EXPECT_EQ(f.view->renderedFrames(), beforeHiding) << "hidden: not drawn";
 
     f.window.showNormal();
-    const QImage shown = f.shown();
-    EXPECT_EQ(f.view->renderedFrames(), frames + 1) << "one frame brings it up to date";
-    EXPECT_TRUE(shown == f.wholeFrame());
+    const QImage caughtUp = f.shown();
+    EXPECT_EQ(f.view->renderedFrames(), beforeHiding + 1) << "one frame brings it up to date";
+    EXPECT_TRUE(caughtUp == f.wholeFrame());
 }
 
 } // namespace
