@@ -71,21 +71,17 @@ TEST_F(SingleInstanceTest, DesktopActionsAreKnownByTheirNamesInEitherCase) {
     EXPECT_EQ(mpris::desktopAction(""), std::nullopt);
 }
 
-TEST_F(SingleInstanceTest, WithoutARunningInstanceTheLaunchRunsOnItsOwn) {
-    EXPECT_FALSE(handOver({{"disc.cue"}, {}, {}}));
-    mpris::ApplicationService first(handlers);
-    ASSERT_TRUE(first.registered());
-    EXPECT_TRUE(QDBusConnection::sessionBus().interface()->isServiceRegistered("app.lorvan.Lorvan"));
-    // A second instance started anyway (--new-instance) does not take the name.
-    mpris::ApplicationService second(handlers,
-                                     QDBusConnection::connectToBus(QDBusConnection::SessionBus, "other"));
-    EXPECT_FALSE(second.registered());
-    QDBusConnection::disconnectFromBus("other");
-}
-
 TEST_F(SingleInstanceTest, ALaunchHandsItsPathsActionAndTokenToTheRunningInstance) {
+    EXPECT_FALSE(handOver({{"disc.cue"}, {}, {}})) << "without a running instance the launch runs on its own";
     mpris::ApplicationService instance(handlers);
     ASSERT_TRUE(instance.registered());
+    {
+        // A second instance started anyway (--new-instance) does not take the name.
+        mpris::ApplicationService second(handlers,
+                                         QDBusConnection::connectToBus(QDBusConnection::SessionBus, "other"));
+        EXPECT_FALSE(second.registered());
+    }
+    QDBusConnection::disconnectFromBus("other");
 
     // Relative paths are the launch's: the instance has another working directory.
     test::TemporaryDirectory directory;
