@@ -2,7 +2,6 @@
 #include "app/window/AppearancePane.hpp"
 #include "app/window/PlaybackPane.hpp"
 #include "app/window/PreferencesWindow.hpp"
-#include "platform/QtUserDefaults.hpp"
 #include "presentation/PlayerSettings.hpp"
 #include "presentation/UserUISettings.hpp"
 
@@ -23,14 +22,28 @@ using RepeatMode = AudioDiscPlayer::RepeatMode;
 
 TEST(PreferencesWindow, AppearanceChoicesArePublishedAtOnceStoredAndFollowTheMenus) {
     test::application();
-    QtUserDefaults defaults;
+    InMemoryUserDefaults defaults;
     UserUISettings ui(defaults);
     PlayerSettings player(defaults);
-    PreferencesWindow window(ui, player, defaults, {});
+    PreferencesWindow window(ui, player, defaults, {"pulse"});
     AppearancePane& pane = *window.appearance();
     EXPECT_EQ(window.tabs()->tabText(0), "Appearance");
     EXPECT_EQ(window.tabs()->tabText(1), "Playback");
     EXPECT_EQ(PreferencesWindow::shortcut().toString(), "Ctrl+,");
+
+    // Every control is named for assistive technology and explained by a tooltip.
+    int controls = 0;
+    for (QWidget* widget : window.findChildren<QWidget*>()) {
+        // The tab bar's own scroll arrows are Qt's, named by Qt.
+        if (!widget->focusPolicy() || qobject_cast<QTabBar*>(widget->parentWidget())) continue;
+        if (!widget->inherits("QAbstractButton") && !widget->inherits("QComboBox") &&
+            !widget->inherits("QSlider"))
+            continue;
+        ++controls;
+        EXPECT_FALSE(widget->accessibleName().isEmpty()) << widget->metaObject()->className();
+        EXPECT_FALSE(widget->toolTip().isEmpty()) << widget->accessibleName().toStdString();
+    }
+    EXPECT_GE(controls, 28 + 1 + 2 + 2 + 1) << "28 theme tiles, the slider, two boxes, two choices, the tabs";
 
     std::vector<std::string> publishedThemes;
     std::vector<double> publishedBrightness;
@@ -40,7 +53,6 @@ TEST(PreferencesWindow, AppearanceChoicesArePublishedAtOnceStoredAndFollowTheMen
     auto brightnessWatch =
         ui.brightness.subscribe([&](double value) { publishedBrightness.push_back(value); });
 
-    // A name the INI format must carry as it is: brackets and a space.
     const QImage before = pane.currentPreview();
     pane.themeButton(LCBuiltInTheme::appleII)->click();
     EXPECT_EQ(publishedThemes, std::vector<std::string>{"Apple ]["});
@@ -61,13 +73,11 @@ TEST(PreferencesWindow, AppearanceChoicesArePublishedAtOnceStoredAndFollowTheMen
     QTest::keyClick(&slider, Qt::Key_PageUp);
     EXPECT_DOUBLE_EQ(ui.brightness.value(), 0.22);
 
-    const QString file = test::settingsFileText();
-    EXPECT_TRUE(file.contains("selectedTheme=Apple ][\n")) << file.toStdString();
-    EXPECT_TRUE(file.contains("displayBrightness=0.22\n")) << file.toStdString();
+    EXPECT_EQ(defaults.string(UserUISettings::selectedThemeKey), "Apple ][");
+    EXPECT_EQ(defaults.string(UserUISettings::brightnessKey), "0.22");
 
     // A second run reads both back, and a pane opened then shows them.
-    QtUserDefaults nextRun;
-    UserUISettings restored(nextRun);
+    UserUISettings restored(defaults);
     EXPECT_EQ(restored.selectedBuiltInTheme(), LCBuiltInTheme::appleII);
     EXPECT_DOUBLE_EQ(restored.brightness.value(), 0.22);
     AppearancePane reopened(restored);
@@ -95,10 +105,10 @@ TEST(PreferencesWindow, AppearanceChoicesArePublishedAtOnceStoredAndFollowTheMen
     }
 }
 
-TEST(PreferencesWindow, PlaybackChoicesAreStoredInTheSettingsFile) {
+TEST(PreferencesWindow, PlaybackChoicesAreStoredAndReadBackByTheNextRun) {
     test::application();
+    InMemoryUserDefaults defaults;
     {
-        QtUserDefaults defaults;
         PlayerSettings player(defaults);
         PlaybackPane pane(player, defaults, {"HDA Intel PCH: ALC257 Analog (hw:0,0)", "pulse", "default"});
         QSignalSpy chosen(&pane, &PlaybackPane::repeatModeChosen);
@@ -129,13 +139,9 @@ TEST(PreferencesWindow, PlaybackChoicesAreStoredInTheSettingsFile) {
         pane.waitButton()->click();
         EXPECT_FALSE(player.playWhenOpened.value());
     }
-    const QString file = test::settingsFileText();
-    EXPECT_TRUE(file.contains("selectedRepeatMode=Current Track\n")) << file.toStdString();
-    EXPECT_TRUE(file.contains("playDiscWhenOpened=false\n")) << file.toStdString();
-    EXPECT_TRUE(file.contains("HDA Intel PCH: ALC257 Analog (hw:0,0)")) << file.toStdString();
+    EXPECT_EQ(defaults.string(PlayerSettings::playWhenOpenedKey), "false");
 
     // The next run: the same device is listed but is now missing; it stays chosen, marked.
-    QtUserDefaults defaults;
     PlayerSettings player(defaults);
     PlaybackPane pane(player, defaults, {"pulse"});
     EXPECT_EQ(pane.repeatBox()->currentText(), "Current Track");
@@ -145,27 +151,7 @@ TEST(PreferencesWindow, PlaybackChoicesAreStoredInTheSettingsFile) {
     pane.deviceBox()->setFocus();
     QTest::keyClick(pane.deviceBox(), Qt::Key_Home);
     EXPECT_EQ(player.outputDevice.value(), "");
-    EXPECT_TRUE(test::settingsFileText().contains("outputDevice=\n"));
-}
-
-TEST(PreferencesWindow, EveryControlIsNamedForAssistiveTechnologyAndExplained) {
-    test::application();
-    InMemoryUserDefaults defaults;
-    UserUISettings ui(defaults);
-    PlayerSettings player(defaults);
-    PreferencesWindow window(ui, player, defaults, {"pulse"});
-    int controls = 0;
-    for (QWidget* widget : window.findChildren<QWidget*>()) {
-        // The tab bar's own scroll arrows are Qt's, named by Qt.
-        if (!widget->focusPolicy() || qobject_cast<QTabBar*>(widget->parentWidget())) continue;
-        if (!widget->inherits("QAbstractButton") && !widget->inherits("QComboBox") &&
-            !widget->inherits("QSlider"))
-            continue;
-        ++controls;
-        EXPECT_FALSE(widget->accessibleName().isEmpty()) << widget->metaObject()->className();
-        EXPECT_FALSE(widget->toolTip().isEmpty()) << widget->accessibleName().toStdString();
-    }
-    EXPECT_GE(controls, 28 + 1 + 2 + 2 + 1);
+    EXPECT_EQ(defaults.string(PlayerSettings::outputDeviceKey), "") << "chosen, not merely unset";
 }
 
 } // namespace

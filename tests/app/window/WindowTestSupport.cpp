@@ -3,9 +3,7 @@
 #include "support/TestSupport.hpp"
 
 #include <QAction>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QMouseEvent>
 #include <cstdlib>
 
@@ -23,12 +21,6 @@ QApplication& application() {
         return new QApplication(argc, argv);
     }();
     return *app;
-}
-
-QString settingsFileText() {
-    QFile file(QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).filePath("Lorvan/Lorvan.conf"));
-    if (!file.open(QIODevice::ReadOnly)) return {};
-    return QString::fromUtf8(file.readAll());
 }
 
 const std::filesystem::path& demoCueSheet() {

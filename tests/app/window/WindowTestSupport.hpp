@@ -24,9 +24,6 @@ namespace lorvan::test {
 /// environment names another (the end-to-end run under Xvfb does).
 QApplication& application();
 
-/// The settings file as QtUserDefaults wrote it to disk, in this process's own XDG folder.
-QString settingsFileText();
-
 /// The demo disc written by `lorvan-cli demo` into a folder shared by the cases of this run.
 [[nodiscard]] const std::filesystem::path& demoCueSheet();
 
