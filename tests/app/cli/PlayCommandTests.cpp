@@ -118,11 +118,11 @@ std::string lastLine(std::string text) {
 TEST_F(PlayCommand, ARefusalIsOneLastLineEvenWhenItsReasonIsLaidOutOverSeveral) {
     // A WAVE file that holds no frame: its reason sets the file's name apart on a line of its own.
     const auto folder = directory.path() / "silent";
-    const unsigned char header[44] = {'R', 'I', 'F',  'F',  36,  0,   0,    0,    'W', 'A', 'V',
-                                      'E', 'f', 'm',  't',  ' ', 16,  0,    0,    0,   1,   0,
-                                      2,   0,   0x44, 0xAC, 0,   0,   0x10, 0xB1, 2,   0,   4,
-                                      0,   16,  0,    'd',  'a', 't', 'a',  0,    0,   0,   0};
-    directory.write("silent/empty.wav", std::string(reinterpret_cast<const char*>(header), sizeof header));
+    std::filesystem::create_directories(folder);
+    const std::string wave = test::shellQuoted(folder / "empty.wav");
+    ASSERT_EQ(
+        test::runProcess("ffmpeg", "-v error -f lavfi -i anullsrc -frames:a 0 -c:a pcm_s16le " + wave).status,
+        0);
     directory.write("silent/empty.cue", "FILE \"empty.wav\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
     for (const std::string command : {"play", "info"}) {
         SCOPED_TRACE(command);
