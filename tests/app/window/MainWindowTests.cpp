@@ -1,6 +1,7 @@
 #include "WindowTestSupport.hpp"
 #include "app/session/DiscOpening.hpp"
 #include "app/window/DisplayView.hpp"
+#include "app/window/Icons.hpp"
 #include "app/window/RateVolumePanel.hpp"
 #include "app/window/TrackListModel.hpp"
 #include "presentation/PlaybackDisplayState.hpp"
@@ -123,6 +124,8 @@ TEST(MainWindowTest, EveryActionReachesThePlayer) {
 // when the view model publishes it, and then every widget shows the published values.
 TEST(MainWindowTest, WidgetsFollowWhatTheViewModelPublishes) {
     WindowFixture f;
+    const auto picture = [](const QIcon& icon) { return icon.pixmap(16, 16).toImage(); };
+    const auto iconOf = [&](const char* action) { return picture(f.window->action(action)->icon()); };
     f.openDemo();
     AudioDiscPlayer& p = f.player();
     const auto disc = p.disc();
@@ -140,6 +143,7 @@ TEST(MainWindowTest, WidgetsFollowWhatTheViewModelPublishes) {
     EXPECT_FALSE(f.window->action("toggleShuffle")->isChecked()) << "nothing published yet";
     EXPECT_FALSE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
     EXPECT_EQ(f.window->action("playPause")->text(), "&Pause");
+    EXPECT_EQ(iconOf("playPause"), picture(actionIcon(ActionIcon::pause)));
 
     f.settle();
     const PlaybackViewModel& vm = *f.viewModel;
@@ -150,7 +154,10 @@ TEST(MainWindowTest, WidgetsFollowWhatTheViewModelPublishes) {
     EXPECT_TRUE(f.window->action("toggleAmplifier")->isChecked());
     EXPECT_TRUE(f.window->action("timeMode.1")->isChecked());
     EXPECT_TRUE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
+    // Each button offers what it would do, in its text and its picture.
     EXPECT_EQ(f.window->action("playPause")->text(), "&Play");
+    EXPECT_EQ(iconOf("playPause"), picture(actionIcon(ActionIcon::play)));
+    EXPECT_EQ(iconOf("cycleRepeatMode"), picture(actionIcon(ActionIcon::repeatTrack)));
     EXPECT_EQ(f.window->trackList().playingTrack(), 1);
 
     // The display shows exactly the published time of the chosen mode, here inside a pregap.
@@ -303,6 +310,11 @@ TEST(MainWindowTest, StartsEmptyAtItsDefaultSizeAndRestoresTheLastSize) {
     EXPECT_EQ(f.window->trackList().rowCount(), 0);
     EXPECT_FALSE(f.window->action("playPause")->isEnabled());
     EXPECT_TRUE(f.window->action("openDocument")->isEnabled());
+    for (const char* name :
+         {"openDocument", "openFolderAsDisc", "eject", "showSettingsWindow", "quit", "playPause", "stopEject",
+          "previousTrack", "nextTrack", "previousChapter", "nextChapter", "toggleMute", "toggleAmplifier",
+          "toggleShuffle", "cycleRepeatMode", "showConsoleLog", "showDiscInfo", "showAbout"})
+        EXPECT_FALSE(f.window->action(name)->icon().isNull()) << name << " has no icon";
     EXPECT_EQ(f.window->size(), QSize(600, 512)) << "the default size";
     f.playerSettings->lastSize.set({700, 640});
     {

@@ -6,7 +6,6 @@
 #include "app/window/ConsoleLogWindow.hpp"
 #include "app/window/DiscInfoWindow.hpp"
 #include "app/window/DisplayView.hpp"
-#include "app/window/Icons.hpp"
 #include "app/window/PlaybackPane.hpp"
 #include "app/window/PreferencesWindow.hpp"
 #include "core/ConsoleLog.hpp"
@@ -23,10 +22,6 @@ namespace {
 
 using State = AudioDiscPlayer::State;
 using RepeatMode = AudioDiscPlayer::RepeatMode;
-
-QImage iconImage(const QIcon& icon) {
-    return icon.pixmap(16, 16).toImage();
-}
 
 TEST(MainWindowWiring, EachMenuOpensItsOwnWindowOnceAndShowsItAgainAfterwards) {
     WindowFixture f;
@@ -163,21 +158,6 @@ TEST(MainWindowWiring, TroublesWhilePlayingShowOneMessageSayingWhatHappensNext) 
     f.window.reset();
     EXPECT_FALSE(f.session->notifications.readFailed);
     EXPECT_FALSE(f.session->notifications.soundDeviceLost);
-}
-
-TEST(MainWindowWiring, MenuItemsCarryIconsAndPlayPauseShowsWhatItWouldDo) {
-    WindowFixture f;
-    for (const char* name :
-         {"openDocument", "openFolderAsDisc", "eject", "showSettingsWindow", "quit", "playPause", "stopEject",
-          "previousTrack", "nextTrack", "previousChapter", "nextChapter", "toggleMute", "toggleAmplifier",
-          "toggleShuffle", "cycleRepeatMode", "showConsoleLog", "showDiscInfo", "showAbout"})
-        EXPECT_FALSE(f.window->action(name)->icon().isNull()) << name;
-    const auto icon = [&](const char* name) { return iconImage(f.window->action(name)->icon()); };
-    EXPECT_EQ(icon("playPause"), iconImage(actionIcon(ActionIcon::play)));
-    f.openDemo();
-    EXPECT_EQ(icon("playPause"), iconImage(actionIcon(ActionIcon::pause)));
-    f.trigger("repeat.Current Track");
-    EXPECT_EQ(icon("cycleRepeatMode"), iconImage(actionIcon(ActionIcon::repeatTrack)));
 }
 
 } // namespace
