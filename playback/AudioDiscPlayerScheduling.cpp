@@ -203,7 +203,9 @@ void AudioDiscPlayer::bufferConsumed(const std::shared_ptr<const PCMBuffer>& buf
         if (currentlyScheduledBuffers_ > 0) --currentlyScheduledBuffers_;
     }
     updateBufferingMeter();
-    schedule();
+    // An output that renders 40 ms at a time consumes two buffers at once: their handlers run
+    // back to back, and the last one asks for the one scheduling pass that refills both.
+    if (!audioPlayerNode_.moreHandlersFollow()) schedule();
     if (amplifierIsActive_.load()) amplifier_->measure(*buffer, audioPlayerNode_.volume());
 }
 

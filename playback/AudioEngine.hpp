@@ -37,6 +37,10 @@ public:
     /// returns. The node is left stopped; `play` starts it again.
     virtual void stop() = 0;
     [[nodiscard]] virtual bool isPlaying() const = 0;
+    /// Inside a data-consumed handler: whether the handler of another consumed buffer runs right
+    /// after this one on the same thread. Work that the next handler does anyway can be left to
+    /// it: one pass per batch of buffers instead of one per buffer.
+    [[nodiscard]] virtual bool moreHandlersFollow() const { return false; }
 
     /// Linear gain, 0...1. At exactly 1.0 no gain is applied, so samples pass bit for bit.
     [[nodiscard]] virtual float volume() const = 0;

@@ -89,13 +89,11 @@ void GraphPlayerNode::stop() {
 }
 
 void GraphPlayerNode::notifySupply() noexcept {
-    supply_.fetch_add(1, std::memory_order_acq_rel);
-    supply_.notify_all();
+    supply_.bump();
 }
 
 void GraphPlayerNode::wakeCompletionThread() noexcept {
-    wakeups_.fetch_add(1, std::memory_order_release);
-    wakeups_.notify_one();
+    wakeups_.bump();
 }
 
 std::uint32_t GraphPlayerNode::render(float* const* planes, int channels, std::uint32_t frames) noexcept {
@@ -149,6 +147,7 @@ std::size_t GraphPlayerNode::drainFinished() {
     Entry* entry = nullptr;
     while (finished_.pop(entry)) {
         std::unique_ptr<Entry> owned(entry);
+        moreHandlersFollow_ = finished_.size() > 0;
         if (owned->handler) {
             try {
                 owned->handler();
@@ -165,20 +164,21 @@ std::size_t GraphPlayerNode::drainFinished() {
         completedChanged_.notify_all();
         ++count;
     }
+    moreHandlersFollow_ = false;
     return count;
 }
 
 void GraphPlayerNode::runCompletions() {
     pthread_setname_np(pthread_self(), "audioCompletion");
     for (;;) {
-        const auto seen = wakeups_.load(std::memory_order_acquire);
+        const auto seen = wakeups_.value();
         drainFinished();
         if (housekeepingWanted_.exchange(false, std::memory_order_acq_rel) && housekeeping_) housekeeping_();
         if (quitting_.load(std::memory_order_acquire)) {
             drainFinished();
             return;
         }
-        wakeups_.wait(seen, std::memory_order_acquire);
+        wakeups_.waitWhile(seen);
     }
 }
 

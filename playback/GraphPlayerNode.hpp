@@ -2,6 +2,7 @@
 
 #include "playback/AudioEngine.hpp"
 #include "playback/LockFreeRing.hpp"
+#include "playback/WakeCounter.hpp"
 
 #include <atomic>
 #include <condition_variable>
@@ -33,6 +34,7 @@ public:
     void pause() override;
     void stop() override;
     [[nodiscard]] bool isPlaying() const override { return playing_.load(std::memory_order_acquire); }
+    [[nodiscard]] bool moreHandlersFollow() const override { return moreHandlersFollow_; }
     [[nodiscard]] float volume() const override { return volume_.load(std::memory_order_relaxed); }
     void setVolume(float volume) override;
 
@@ -48,10 +50,8 @@ public:
     [[nodiscard]] std::uint32_t flushGeneration() const noexcept {
         return flushGeneration_.load(std::memory_order_acquire);
     }
-    [[nodiscard]] std::uint32_t supplyEpoch() const noexcept {
-        return supply_.load(std::memory_order_acquire);
-    }
-    void waitForSupply(std::uint32_t seen) const noexcept { supply_.wait(seen, std::memory_order_acquire); }
+    [[nodiscard]] std::uint32_t supplyEpoch() const noexcept { return supply_.value(); }
+    void waitForSupply(std::uint32_t seen) const noexcept { supply_.waitWhile(seen); }
     void notifySupply() noexcept;
     /// Real-time safe: asks the completion thread to run the housekeeping work soon.
     void requestHousekeeping() noexcept;
@@ -84,17 +84,18 @@ private:
     std::atomic<bool> playing_{false};
     std::atomic<float> volume_{1.0F};
     std::atomic<std::uint32_t> flushGeneration_{0};
-    mutable std::atomic<std::uint32_t> supply_{0};
+    WakeCounter supply_;
 
     // The completion thread.
     std::function<void()> housekeeping_;
     std::atomic<bool> housekeepingWanted_{false};
-    std::atomic<std::uint32_t> wakeups_{0};
+    WakeCounter wakeups_;
     std::atomic<bool> quitting_{false};
     std::mutex completedMutex_;
     std::condition_variable completedChanged_;
     std::uint64_t scheduledCount_ = 0; // guarded by scheduleMutex_
     std::uint64_t completedCount_ = 0; // guarded by completedMutex_
+    bool moreHandlersFollow_ = false;  // the completion thread's, read by the handlers it runs
     std::thread completionThread_;
 };
 

@@ -136,6 +136,20 @@ TEST(EngineGraphTest, AMonoDiscReachesBothSpeakersAndAnotherOutputRateKeepsThePi
     EXPECT_NEAR(crossings, 441, 3);
 }
 
+TEST(EngineGraphTest, HandlersOfOneRenderedBlockKnowWhetherMoreFollow) {
+    ManualEngine rig(2);
+    std::vector<bool> follows;
+    for (int index = 0; index < 3; ++index)
+        rig.node().scheduleBuffer(signatureBuffer(2, index * 100, 100), [&] {
+            follows.push_back(rig.node().moreHandlersFollow());
+            rig.log.handler(index)();
+        });
+    rig.node().play();
+    (void)rig.output->pull(300); // all three finish in one block
+    ASSERT_TRUE(rig.log.waitFor(3));
+    EXPECT_EQ(follows, (std::vector<bool>{true, true, false}));
+}
+
 TEST(EngineGraphTest, AStopDiscardsWhatTheOutputRateConverterHolds) {
     ManualEngine rig(2, 2, 48000);
     rig.schedule(0, 44100);
