@@ -3,7 +3,6 @@
 #include "core/ConsoleLog.hpp"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QPlainTextEdit>
 #include <QTemporaryDir>
@@ -11,20 +10,11 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-namespace lorvan {
+namespace lorvan::test {
 namespace {
 
-/// Runs the event loop until `done` holds or five seconds pass (a safety net, not a timing).
-template <class Predicate> bool processEventsUntil(Predicate done) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done() && timer.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    return done();
-}
-
 TEST(ConsoleLogWindow, ShowsEarlierLinesAndLinesFromOtherThreadsInBatchesAndSavesThemAsUtf8) {
-    test::application();
+    application();
     ConsoleLog::discard();
     ConsoleLogRecord record(/*maximumLines=*/500);
     ConsoleLog::write("before the window: Ünïcode ✓");
@@ -70,4 +60,4 @@ TEST(ConsoleLogWindow, ShowsEarlierLinesAndLinesFromOtherThreadsInBatchesAndSave
 }
 
 } // namespace
-} // namespace lorvan
+} // namespace lorvan::test

@@ -67,15 +67,20 @@ WindowFixture::~WindowFixture() {
     session->shutDown();
 }
 
-void WindowFixture::settle() const {
-    // The view model publishes at most once per interval: a change right after a publication
-    // waits for the next one. A bound, not a timing: a stuck publication fails the case.
+bool processEventsUntil(const std::function<bool()>& done) {
     QElapsedTimer waited;
     waited.start();
     QCoreApplication::processEvents();
-    while (viewModel->changesPending() && waited.elapsed() < 10'000)
+    while (!done() && waited.elapsed() < 10'000)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
-    EXPECT_FALSE(viewModel->changesPending()) << "the view model never published";
+    return done();
+}
+
+void WindowFixture::settle() const {
+    // The view model publishes at most once per interval: a change right after a publication
+    // waits for the next one.
+    EXPECT_TRUE(processEventsUntil([this] { return !viewModel->changesPending(); }))
+        << "the view model never published";
 }
 
 void WindowFixture::trigger(const char* name) const {

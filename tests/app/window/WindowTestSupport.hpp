@@ -13,6 +13,7 @@
 #include <QString>
 #include <QWidget>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +27,10 @@ QApplication& application();
 
 /// The demo disc written by `lorvan-cli demo` into a folder shared by the cases of this run.
 [[nodiscard]] const std::filesystem::path& demoCueSheet();
+
+/// Runs the event loop until `done` holds or ten seconds pass: a bound, not a timing, so that
+/// something that never happens fails the case instead of hanging it.
+bool processEventsUntil(const std::function<bool()>& done);
 
 /// A left click at `at`, pressed and released, as the mouse sends it.
 void click(QWidget& widget, QPointF at);
