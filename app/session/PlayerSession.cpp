@@ -101,8 +101,12 @@ PlayerSession::~PlayerSession() {
 
 void PlayerSession::watch() {
     if (!player_) return;
-    // Four looks a second while playing; once a second otherwise, when nothing can stall.
-    const int interval = player_->state() == AudioDiscPlayer::State::playing ? 250 : 1000;
+    // Nothing can run dry while more than a second of audio is scheduled, nor while not playing:
+    // then one look a second; four a second once the pipeline may be a second from dry.
+    constexpr long secondOfBuffers = 50; // of 20 ms
+    const bool mayRunDry = player_->state() == AudioDiscPlayer::State::playing &&
+                           player_->currentlyScheduledBuffers() <= secondOfBuffers;
+    const int interval = mayRunDry ? 250 : 1000;
     if (watchdogTimer_.interval() != interval) watchdogTimer_.setInterval(interval);
     const auto stall = watchdog_.check(*player_, std::chrono::steady_clock::now());
     if (!stall) return;
