@@ -138,9 +138,14 @@ TEST_F(PlayCommand, ARefusalIsOneLastLineEvenWhenItsReasonIsLaidOutOverSeveral) 
 }
 
 TEST_F(PlayCommand, AFileCutShortWhilePlayingPrintsTheErrorPlaysOutAndExitsWithOne) {
-    // The second track's file is cut while the first is playing, long before the reader gets there.
-    const std::string cut =
-        "(sleep 1; truncate -s 1000 " + test::shellQuoted(disc() / "02 A Minor Walk.flac") + ") & ";
+    // The second track's file is cut while the first is playing, once the player has it open
+    // (cut before, it would be refused at the open): found among the open files of the
+    // processes whose command line names this test's own cue sheet.
+    const auto file = test::shellQuoted(disc() / "02 A Minor Walk.flac");
+    const std::string cut = "(for _ in $(seq 600); do for p in $(pgrep -f -- " +
+                            test::shellQuoted(cueSheet()) +
+                            "); do ls -l /proc/$p/fd 2>/dev/null | grep -qF -- " + file +
+                            " && break 2; done; sleep 0.05; done; truncate -s 1000 " + file + ") & ";
     const auto run =
         test::runProcess("timeout",
                          "--preserve-status -s TERM 60 " + test::shellQuoted(LORVAN_CLI) + " play " +

@@ -162,12 +162,18 @@ protected:
     }
     [[nodiscard]] std::filesystem::path disc() const { return directory.path() / "disc"; }
 
-    /// Track 3 (10 s) at rate 2: 5 s of the device's time, while `twoSecondsIn` runs on a thread
-    /// of its own two seconds after the start. Returns the run and its wall time.
-    std::pair<test::ProcessRun, double> playTrack3(const std::function<void()>& twoSecondsIn) const {
+    /// Track 3 (10 s) at rate 2: 5 s of the device's time, while `oncePlaying` runs on a thread
+    /// of its own as soon as the server lists the player as a playing client (or after 10 s
+    /// without). Returns the run and its wall time.
+    std::pair<test::ProcessRun, double> playTrack3(const std::function<void()>& oncePlaying) const {
         std::thread meanwhile([&] {
-            std::this_thread::sleep_for(std::chrono::seconds(2));
-            twoSecondsIn();
+            // Not a fixed delay: on a loaded machine the player may still be starting, and a
+            // server that goes away under PortAudio's own start-up aborts it.
+            const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+            while (server.playingClients().find(Server::playingClient) == std::string::npos &&
+                   std::chrono::steady_clock::now() < giveUp)
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            oncePlaying();
         });
         const auto started = std::chrono::steady_clock::now();
         auto run = test::runProcess("timeout",
