@@ -41,72 +41,61 @@ TEST(MainWindowTest, EveryActionReachesThePlayer) {
 
     f.trigger("playPause");
     EXPECT_EQ(p.state(), State::paused);
-
-    const std::int64_t before = p.discFramePosition();
-    f.trigger("seekForward");
-    EXPECT_EQ(p.discFramePosition(), before + 10 * 44100);
-    f.trigger("seekBackward");
-    EXPECT_EQ(p.discFramePosition(), before);
-
-    f.trigger("nextTrack");
-    EXPECT_EQ(p.currentTrackIndex(), 1);
-    f.trigger("nextChapter");
-    const std::int64_t afterChapter = p.discFramePosition();
-    EXPECT_GT(afterChapter, cueFrame(*disc, 1, 0));
-    f.trigger("previousChapter");
-    EXPECT_LT(p.discFramePosition(), afterChapter);
-    f.trigger("previousTrack");
-    f.trigger("previousTrack");
-    EXPECT_EQ(p.currentTrackIndex(), 0);
-    EXPECT_EQ(p.state(), State::paused) << "navigation keeps the pause";
-
-    f.trigger("increaseSpeed");
-    EXPECT_FLOAT_EQ(p.playbackRate(), 1.05F);
-    f.trigger("decreaseSpeed");
-    f.trigger("decreaseSpeed");
-    EXPECT_FLOAT_EQ(p.playbackRate(), 0.95F);
-    f.trigger("resetSpeed");
-    EXPECT_FLOAT_EQ(p.playbackRate(), 1.0F);
-    f.trigger("toggleBeat");
-    EXPECT_TRUE(p.newBeatMode());
-    EXPECT_FLOAT_EQ(p.playbackRate(), AudioDiscPlayer::newBeatRate);
-    EXPECT_TRUE(f.window->action("toggleBeat")->isChecked());
-    f.trigger("toggleBeat");
-    EXPECT_FALSE(p.newBeatMode());
-
-    EXPECT_FALSE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
-    f.trigger("toggleRateControls");
-    EXPECT_TRUE(p.rateControlsAreActive());
-    EXPECT_TRUE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
-
-    f.trigger("toggleAmplifier");
-    EXPECT_TRUE(p.amplifierIsActive());
-    f.trigger("decreaseVolume");
-    const float quieter = p.volume();
-    EXPECT_LT(quieter, 1.0F);
-    f.trigger("increaseVolume");
-    EXPECT_GT(p.volume(), quieter);
-    f.trigger("toggleMute");
-    EXPECT_EQ(p.volume(), 0.0F);
-    EXPECT_TRUE(f.window->action("toggleMute")->isChecked());
-    f.trigger("toggleMute");
-    EXPECT_GT(p.volume(), 0.0F);
-
-    f.trigger("cycleRepeatMode");
-    EXPECT_EQ(p.repeatMode(), AudioDiscPlayer::RepeatMode::track);
-    EXPECT_EQ(f.defaults->string(AudioDiscPlayer::repeatModeDefaultsKey), "Current Track");
-    f.trigger("repeat.Entire Disc");
-    EXPECT_EQ(p.repeatMode(), AudioDiscPlayer::RepeatMode::disc);
-    f.trigger("toggleShuffle");
-    EXPECT_TRUE(p.shuffle());
-    f.trigger("cycleTimeMode");
-    EXPECT_EQ(p.playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::trackRemainingTime);
-    f.trigger("timeMode.3");
-    EXPECT_EQ(p.playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::discRemainingTime);
+    const std::int64_t paused = p.discFramePosition();
+    float quieter = 0; // what decreaseVolume left
+    QWidget& rateVolume = f.window->rateVolumePanel();
+    EXPECT_FALSE(rateVolume.isVisibleTo(f.window.get()));
+    using Mode = AudioDiscPlayer::PlaybackTimecodeMode;
+    using Repeat = AudioDiscPlayer::RepeatMode;
+    // The actions in turn, each with what the player does then; a row starts where the one
+    // before left the player (the pause holds throughout, the rate steps from where it was).
+    const std::pair<const char*, std::function<void()>> walk[] = {
+        {"seekForward", [&] { EXPECT_EQ(p.discFramePosition(), paused + 10 * 44100); }},
+        {"seekBackward", [&] { EXPECT_EQ(p.discFramePosition(), paused); }},
+        {"nextTrack", [&] { EXPECT_EQ(p.discFramePosition(), cueFrame(*disc, 1, 1)); }},
+        {"nextTrack", [&] { EXPECT_EQ(p.discFramePosition(), cueFrame(*disc, 2, 1)); }},
+        // Track 3 is the demo's one track with a second index.
+        {"nextChapter", [&] { EXPECT_EQ(p.discFramePosition(), cueFrame(*disc, 2, 2)); }},
+        {"previousChapter", [&] { EXPECT_EQ(p.discFramePosition(), cueFrame(*disc, 2, 1)); }},
+        {"previousTrack", [&] { EXPECT_EQ(p.currentTrackIndex(), 1); }},
+        {"previousTrack", [&] { EXPECT_EQ(p.currentTrackIndex(), 0); }},
+        {"increaseSpeed", [&] { EXPECT_FLOAT_EQ(p.playbackRate(), 1.05F); }},
+        {"decreaseSpeed", [&] { EXPECT_FLOAT_EQ(p.playbackRate(), 1.0F); }},
+        {"decreaseSpeed", [&] { EXPECT_FLOAT_EQ(p.playbackRate(), 0.95F); }},
+        {"resetSpeed", [&] { EXPECT_FLOAT_EQ(p.playbackRate(), 1.0F); }},
+        {"toggleBeat",
+         [&] {
+             EXPECT_FLOAT_EQ(p.playbackRate(), AudioDiscPlayer::newBeatRate);
+             EXPECT_TRUE(f.window->action("toggleBeat")->isChecked());
+         }},
+        {"toggleBeat", [&] { EXPECT_FALSE(p.newBeatMode()); }},
+        {"toggleRateControls", [&] { EXPECT_TRUE(rateVolume.isVisibleTo(f.window.get())); }},
+        {"toggleAmplifier", [&] { EXPECT_TRUE(p.amplifierIsActive()); }},
+        {"decreaseVolume", [&] { EXPECT_LT(quieter = p.volume(), 1.0F); }},
+        {"increaseVolume", [&] { EXPECT_GT(p.volume(), quieter); }},
+        {"toggleMute",
+         [&] {
+             EXPECT_EQ(p.volume(), 0.0F);
+             EXPECT_TRUE(f.window->action("toggleMute")->isChecked());
+         }},
+        {"toggleMute", [&] { EXPECT_GT(p.volume(), 0.0F); }},
+        {"cycleRepeatMode", [&] { EXPECT_EQ(p.repeatMode(), Repeat::track); }},
+        {"repeat.Entire Disc", [&] { EXPECT_EQ(p.repeatMode(), Repeat::disc); }},
+        {"toggleShuffle", [&] { EXPECT_TRUE(p.shuffle()); }},
+        {"cycleTimeMode", [&] { EXPECT_EQ(p.playbackTimecodeMode(), Mode::trackRemainingTime); }},
+        {"timeMode.3", [&] { EXPECT_EQ(p.playbackTimecodeMode(), Mode::discRemainingTime); }},
+    };
+    for (const auto& [action, expectation] : walk) {
+        SCOPED_TRACE(action);
+        f.trigger(action);
+        expectation();
+        EXPECT_EQ(p.state(), State::paused) << "no action here ends the pause";
+    }
+    EXPECT_EQ(f.defaults->string(AudioDiscPlayer::repeatModeDefaultsKey), "Entire Disc");
     EXPECT_EQ(f.window->displayView().state().timeLabel, "DISC REMAIN");
     // Clicking the display's time is the same cycle, from the last mode round to the first.
     click(f.window->displayView(), f.window->displayView().timeRect().center());
-    EXPECT_EQ(p.playbackTimecodeMode(), AudioDiscPlayer::PlaybackTimecodeMode::trackElapsedTime);
+    EXPECT_EQ(p.playbackTimecodeMode(), Mode::trackElapsedTime);
 
     f.trigger("stopEject");
     EXPECT_EQ(p.state(), State::stopped);
