@@ -137,11 +137,9 @@ TEST(MainWindowTest, WidgetsFollowWhatTheViewModelPublishes) {
     f.settle();
     const PlaybackViewModel& vm = *f.viewModel;
     EXPECT_EQ(vm.progress().progress.value().discFramePosition, inPregap);
-    EXPECT_TRUE(f.window->action("toggleShuffle")->isChecked());
-    EXPECT_TRUE(f.window->action("repeat.Current Track")->isChecked());
-    EXPECT_TRUE(f.window->action("cycleRepeatMode")->isChecked());
-    EXPECT_TRUE(f.window->action("toggleAmplifier")->isChecked());
-    EXPECT_TRUE(f.window->action("timeMode.1")->isChecked());
+    for (const char* checked :
+         {"toggleShuffle", "repeat.Current Track", "cycleRepeatMode", "toggleAmplifier", "timeMode.1"})
+        EXPECT_TRUE(f.window->action(checked)->isChecked()) << checked;
     EXPECT_TRUE(f.window->rateVolumePanel().isVisibleTo(f.window.get()));
     // Each button offers what it would do, in its text and its picture.
     EXPECT_EQ(f.window->action("playPause")->text(), "&Play");
