@@ -270,13 +270,15 @@ int runPlay(const PlayArguments& arguments) {
     }
 
     bool played = player->state() == AudioDiscPlayer::State::playing;
+    // Without the terminal (a run started in the background, or sent there with `bg`) nobody
+    // can press play again: the end of the disc ends the run.
+    const auto endIfUnattended = [&] {
+        if (!terminal && played && viewModel->state.value() == AudioDiscPlayer::State::stopped)
+            QCoreApplication::exit(exitSuccess);
+    };
     auto stateSubscription = viewModel->state.subscribe([&](AudioDiscPlayer::State state) {
-        if (state != AudioDiscPlayer::State::stopped) {
-            played = true;
-            return;
-        }
-        // Without a terminal nobody can press play again: the end of the disc ends the run.
-        if (!interactive && played) QCoreApplication::exit(exitSuccess);
+        if (state != AudioDiscPlayer::State::stopped) played = true;
+        endIfUnattended();
     });
 
     Published<std::uint64_t>::Subscription redrawSubscription;
@@ -320,6 +322,7 @@ int runPlay(const PlayArguments& arguments) {
         // Continued in the foreground (`fg`) the screen is drawn again; in the background
         // (`bg`) it waits for the next `fg`.
         if (resumed && !terminal && takeTerminal()) redraw();
+        if (resumed) endIfUnattended();
         if (resized && terminal) {
             std::printf("\x1b[2J");
             redraw();
@@ -355,10 +358,10 @@ int runPlay(const PlayArguments& arguments) {
         redraw();
     }
 
-    // The session has logged the failure and stopped; on a terminal the user may play on,
-    // without one the run ends with the failure's status.
+    // The session has logged the failure and stopped; at the terminal the user may play on,
+    // without it the run ends with the failure's status.
     session.notifications.readFailed = [&](std::int64_t) {
-        if (interactive) return;
+        if (terminal) return;
         status = exitRefused;
         QCoreApplication::exit(exitRefused);
     };

@@ -277,6 +277,17 @@ TEST_F(PlayOnTerminal, CtrlZGivesTheTerminalBackFgTakesItAgainBgLeavesItAloneAnd
     EXPECT_TRUE(job.waitUntil([&] { return cursorShownAfterLastScreen(job); }));
 }
 
+TEST_F(PlayOnTerminal, SentToTheBackgroundWithBgItEndsWithTheDisc) {
+    TerminalJob job({"play", cueSheet(), "--output", "null", "--rate", "4"}, config(), 80, 24, true);
+    ASSERT_TRUE(job.waitUntil([&] { return drawn(job, "▶ Playing"); })) << job.output;
+    job.type("\x1a"); // Ctrl-Z
+    const auto stopped = job.nextEvent();
+    ASSERT_TRUE(stopped && WIFSTOPPED(*stopped)) << job.output;
+    job.background();
+    EXPECT_EQ(job.exitStatus(40s), 0) << "nobody is at the keys to press play again";
+    EXPECT_TRUE(job.lineEditing());
+}
+
 TEST_F(PlayOnTerminal, StartedInTheBackgroundItPlaysAsAScriptsRunWithoutTouchingTheTerminal) {
     // As `play &` or `timeout 60 lorvan-cli play` would start it.
     TerminalJob job({"play", cueSheet(), "--output", "null", "--rate", "4"}, config(), 80, 24, false);
