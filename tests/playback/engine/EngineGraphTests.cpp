@@ -137,10 +137,10 @@ TEST(EngineGraphTest, AMonoDiscReachesBothSpeakersAndAnotherOutputRateKeepsThePi
 }
 
 TEST(EngineGraphTest, HandlersOfOneRenderedBlockKnowWhetherMoreFollow) {
+    std::vector<bool> follows; // before the engine, whose handlers write it
     ManualEngine rig(2);
-    std::vector<bool> follows;
     for (int index = 0; index < 3; ++index)
-        rig.node().scheduleBuffer(signatureBuffer(2, index * 100, 100), [&] {
+        rig.node().scheduleBuffer(signatureBuffer(2, index * 100, 100), [&, index] {
             follows.push_back(rig.node().moreHandlersFollow());
             rig.log.handler(index)();
         });
