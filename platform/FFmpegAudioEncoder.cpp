@@ -8,6 +8,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/dict.h>
 }
 
 #include <algorithm>
@@ -15,6 +16,7 @@ extern "C" {
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -185,7 +187,14 @@ void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encodin
 
     check(avio_open(&out.format->pb, pathText.c_str(), AVIO_FLAG_WRITE), "ExtAudioFileCreateWithURL");
     out.opened = true;
-    check(avformat_write_header(out.format, nullptr), "ExtAudioFileCreateWithURL");
+    // An MPEG-4 file states how much of an AAC stream plays (its encoder delay cut off by an
+    // edit list) in the movie's time scale, milliseconds unless told otherwise: 882,017 frames
+    // would read back as 882,000. At the sample rate the length is exact to the frame.
+    AVDictionary* header = nullptr;
+    if (std::string_view(choice.muxer) == "ipod") av_dict_set_int(&header, "movie_timescale", sampleRate, 0);
+    const int written = avformat_write_header(out.format, &header);
+    av_dict_free(&header);
+    check(written, "ExtAudioFileCreateWithURL");
 
     out.frame = av_frame_alloc();
     out.packet = av_packet_alloc();
