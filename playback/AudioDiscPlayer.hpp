@@ -64,6 +64,8 @@ public:
     [[nodiscard]] static float rate(PlaybackRateType type);
 
     static constexpr std::string_view repeatModeDefaultsKey = "selectedRepeatMode";
+    /// The audio in one buffer of the read-ahead, in seconds.
+    static constexpr double bufferSeconds = 0.02;
     static constexpr long readAheadLimit = 50;
     static constexpr long schedulingLimit = 450;
     static constexpr float minimumRate = 0.25F;

@@ -37,7 +37,7 @@ std::uint32_t AudioDiscPlayer::bufferCapacity() const {
     const auto current = disc();
     if (!current || current->data->audioFiles().empty()) return 0;
     return static_cast<std::uint32_t>(current->data->audioFiles().front()->processingFormat().sampleRate *
-                                      0.02);
+                                      bufferSeconds);
 }
 
 std::int64_t AudioDiscPlayer::currentBufferingPosition() const {

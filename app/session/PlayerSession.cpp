@@ -103,7 +103,7 @@ void PlayerSession::watch() {
     if (!player_) return;
     // Nothing can run dry while more than a second of audio is scheduled, nor while not playing:
     // then one look a second; four a second once the pipeline may be a second from dry.
-    constexpr long secondOfBuffers = 50; // of 20 ms
+    constexpr auto secondOfBuffers = static_cast<long>(1 / AudioDiscPlayer::bufferSeconds);
     const bool mayRunDry = player_->state() == AudioDiscPlayer::State::playing &&
                            player_->currentlyScheduledBuffers() <= secondOfBuffers;
     const int interval = mayRunDry ? 250 : 1000;
