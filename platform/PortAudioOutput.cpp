@@ -3,15 +3,13 @@
 #include "core/LogEntry.hpp"
 #include "playback/AudioEngine.hpp"
 #include "playback/BuiltInOutputs.hpp"
+#include "playback/DeviceOrNullOutput.hpp"
 
 #include <algorithm>
 #include <alsa/asoundlib.h>
 #include <atomic>
-#include <condition_variable>
 #include <jack/jack.h>
-#include <mutex>
 #include <portaudio.h>
-#include <thread>
 
 namespace lorvan::platform {
 
@@ -193,116 +191,6 @@ void PortAudioOutput::stop() noexcept {
     stream_->running = false;
 }
 
-namespace {
-
-void warnNoDevice(const std::string& reason) {
-    LogEntry::warning("No sound device could be opened, playing to the null output: " + reason).print();
-}
-
-void warnDeviceLost() {
-    LogEntry::warning("The sound device went away, playing on to the null output").print();
-}
-
-/// The device while it works; the null output from the first failure on, including a device
-/// that goes away while it plays (then the null output takes over the same source and playback
-/// carries on at the clock's pace).
-class DeviceOrNullOutput final : public AudioOutput {
-public:
-    DeviceOrNullOutput(std::unique_ptr<PortAudioOutput> device, std::function<void()> deviceLost)
-        : device_(std::move(device))
-        , deviceLost_(std::move(deviceLost)) {}
-    ~DeviceOrNullOutput() override { stop(); }
-    DeviceOrNullOutput(const DeviceOrNullOutput&) = delete;
-    DeviceOrNullOutput& operator=(const DeviceOrNullOutput&) = delete;
-
-    [[nodiscard]] std::string name() const override {
-        std::lock_guard lock(mutex_);
-        return current().name();
-    }
-
-    OutputConfiguration configure(double sampleRate, int channels) override {
-        if (device_) {
-            try {
-                configuration_ = device_->configure(sampleRate, channels);
-                return configuration_;
-            } catch (const AudioEngineError& error) {
-                fallBack(error.what());
-            }
-        }
-        return null_.configure(sampleRate, channels);
-    }
-
-    void start(AudioRenderSource& source) override {
-        if (device_) {
-            try {
-                device_->start(source);
-                watch(source);
-                return;
-            } catch (const AudioEngineError& error) {
-                fallBack(error.what());
-            }
-        }
-        null_.start(source);
-    }
-
-    void stop() noexcept override {
-        {
-            std::lock_guard lock(mutex_);
-            watching_ = false;
-        }
-        watchWake_.notify_all();
-        if (watcher_.joinable()) watcher_.join();
-        std::lock_guard lock(mutex_);
-        current().stop();
-    }
-
-private:
-    [[nodiscard]] const AudioOutput& current() const {
-        return device_ ? static_cast<const AudioOutput&>(*device_) : null_;
-    }
-    AudioOutput& current() { return device_ ? static_cast<AudioOutput&>(*device_) : null_; }
-
-    void fallBack(const std::string& reason) {
-        warnNoDevice(reason);
-        device_.reset();
-        // The graph was sized for the device: keep its rate, which the null output accepts.
-    }
-
-    // PortAudio reports a vanished device only as a stream that is no longer active, so it is
-    // looked at four times a second while playing.
-    void watch(AudioRenderSource& source) {
-        watching_ = true;
-        watcher_ = std::thread([this, &source] {
-            std::unique_lock lock(mutex_);
-            while (watching_) {
-                watchWake_.wait_for(lock, std::chrono::milliseconds(250), [this] { return !watching_; });
-                if (!watching_ || !device_->lost()) continue;
-                device_->abandon();
-                lostDevice_ = std::move(device_);
-                warnDeviceLost();
-                // The graph renders for the device's format; the null output takes it as it is.
-                null_.configure(configuration_.sampleRate, configuration_.channels);
-                null_.start(source);
-                if (deviceLost_) deviceLost_();
-                return;
-            }
-        });
-    }
-
-    mutable std::mutex mutex_;
-    std::condition_variable watchWake_;
-    bool watching_ = false;
-    std::thread watcher_;
-    std::unique_ptr<PortAudioOutput> device_;
-    std::function<void()> deviceLost_;
-    OutputConfiguration configuration_;
-    /// Kept, never cleaned up (see `PortAudioOutput::abandon`); there is no device after it.
-    std::unique_ptr<PortAudioOutput> lostDevice_;
-    NullAudioOutput null_;
-};
-
-} // namespace
-
 std::unique_ptr<AudioOutput> makePlaybackOutput(OutputChoice choice,
                                                 const std::optional<std::string>& deviceName,
                                                 std::function<void()> deviceLost) {
@@ -311,7 +199,7 @@ std::unique_ptr<AudioOutput> makePlaybackOutput(OutputChoice choice,
         return std::make_unique<DeviceOrNullOutput>(std::make_unique<PortAudioOutput>(deviceName),
                                                     std::move(deviceLost));
     } catch (const AudioEngineError& error) {
-        warnNoDevice(error.what());
+        DeviceOrNullOutput::warnNoDevice(error.what());
         return std::make_unique<NullAudioOutput>();
     }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "playback/AudioOutput.hpp"
+#include "playback/DeviceOrNullOutput.hpp"
 
 #include <functional>
 #include <memory>
@@ -14,7 +14,7 @@ namespace lorvan::platform {
 /// default, ALSA's, which leads to PulseAudio or PipeWire on a desktop), or one named. It opens at
 /// the disc's rate when the device accepts it, otherwise at the device's own rate (the graph
 /// converts), always with at least two channels so that a mono disc reaches both speakers.
-class PortAudioOutput final : public AudioOutput {
+class PortAudioOutput final : public DeviceOutput {
 public:
     /// Throws AudioEngineError (outputUnavailable) when PortAudio finds no output device, or
     /// none named `deviceName` (one of `outputDeviceNames()`; empty for the default).
@@ -28,13 +28,11 @@ public:
     void start(AudioRenderSource& source) override;
     void stop() noexcept override;
 
-    /// True once a started stream has stopped without being asked: the device was unplugged,
-    /// or the sound server it belongs to went away. Any thread.
-    [[nodiscard]] bool lost() const noexcept;
-    /// Gives up a lost stream without touching it again: PortAudio's clean-up of a stream whose
-    /// sound server has gone aborts the process. The stream and PortAudio stay allocated until
-    /// the process ends; `stop` and the destructor then do nothing.
-    void abandon() noexcept;
+    /// A started stream that PortAudio no longer reports active. Any thread.
+    [[nodiscard]] bool lost() const noexcept override;
+    /// PortAudio's clean-up of a stream whose sound server has gone aborts the process: the
+    /// stream and PortAudio stay allocated until the process ends.
+    void abandon() noexcept override;
 
 private:
     struct Stream;

@@ -38,6 +38,9 @@ OutputConfiguration NullAudioOutput::configure(double sampleRate, int channels) 
 
 void NullAudioOutput::start(AudioRenderSource& source) {
     if (thread_.joinable()) return;
+    // Without a rate its clock would tick empty blocks and wait for audio forever.
+    if (configuration_.sampleRate <= 0)
+        throw AudioEngineError(AudioEngineError::Kind::notConnected, "The null output is not configured");
     stopping_ = false;
     source_ = &source;
     thread_ = std::thread([this, &source] { run(source); });

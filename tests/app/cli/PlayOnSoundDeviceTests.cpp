@@ -92,6 +92,10 @@ public:
     [[nodiscard]] std::string playingClients() const {
         return test::runProcess("jack_lsp", "-s " + name_ + " -c system:playback_1").out;
     }
+    /// PortAudio connects its ports when the stream starts, so any connection is the playing one.
+    [[nodiscard]] std::string playingStream() const {
+        return playingClients().find(playingClient) == std::string::npos ? "" : "PortAudio";
+    }
     /// What a client process needs to find this server, and no PulseAudio server (an empty
     /// runtime directory, where a desktop's server would have its socket).
     [[nodiscard]] std::string environment() const {
@@ -143,6 +147,15 @@ public:
     /// The streams into the server's only sink, each named after its client's program.
     static constexpr std::string_view playingClient = "application.process.binary = \"lorvan-cli\"";
     [[nodiscard]] std::string playingClients() const { return pactl("list sink-inputs").out; }
+    /// The number of the player's stream ("#3"), or nothing while it has none.
+    [[nodiscard]] std::string playingStream() const {
+        const std::string listing = playingClients();
+        const std::size_t client = listing.find(playingClient);
+        const std::size_t header = listing.rfind("Sink Input #", client);
+        if (client == std::string::npos || header == std::string::npos) return "";
+        const std::size_t number = header + std::string_view("Sink Input ").size();
+        return listing.substr(number, listing.find('\n', number) - number);
+    }
 
 private:
     [[nodiscard]] test::ProcessRun pactl(const std::string& arguments) const {
@@ -163,16 +176,26 @@ protected:
     [[nodiscard]] std::filesystem::path disc() const { return directory.path() / "disc"; }
 
     /// Track 3 (10 s) at rate 2: 5 s of the device's time, while `oncePlaying` runs on a thread
-    /// of its own as soon as the server lists the player as a playing client (or after 10 s
-    /// without). Returns the run and its wall time.
+    /// of its own as soon as the server has listed the player's stream for half a second (or
+    /// after 10 s without). Returns the run and its wall time.
     std::pair<test::ProcessRun, double> playTrack3(const std::function<void()>& oncePlaying) const {
         std::thread meanwhile([&] {
-            // Not a fixed delay: on a loaded machine the player may still be starting, and a
-            // server that goes away under PortAudio's own start-up aborts it.
-            const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-            while (server.playingClients().find(Server::playingClient) == std::string::npos &&
-                   std::chrono::steady_clock::now() < giveUp)
+            // Not a fixed delay: on a loaded machine the player may still be starting. Nor the
+            // first stream listed: PortAudio opens the device for moments while it looks at
+            // devices and formats, and a server gone then leaves nothing to lose. The stream that
+            // plays is the one still there half a second later.
+            using Clock = std::chrono::steady_clock;
+            const auto giveUp = Clock::now() + std::chrono::seconds(10);
+            std::string seen;
+            for (auto seenAt = Clock::now(); Clock::now() < giveUp;) {
+                if (const std::string stream = server.playingStream(); stream.empty() || stream != seen) {
+                    seen = stream;
+                    seenAt = Clock::now();
+                } else if (Clock::now() - seenAt >= std::chrono::milliseconds(500)) {
+                    break;
+                }
                 std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            }
             oncePlaying();
         });
         const auto started = std::chrono::steady_clock::now();

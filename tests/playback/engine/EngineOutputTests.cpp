@@ -1,12 +1,14 @@
 #include "EngineTestSupport.hpp"
 #include "platform/PortAudioOutput.hpp"
 #include "platform/SoxrResampler.hpp"
+#include "playback/DeviceOrNullOutput.hpp"
 #include "support/TestSupport.hpp"
 
 #include <atomic>
 #include <gtest/gtest.h>
 #include <numeric>
 #include <random>
+#include <tuple>
 #include <thread>
 
 namespace lorvan::test {
@@ -84,6 +86,95 @@ TEST(EnginePlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning)
     else
         EXPECT_EQ(engine.output().name(), "device");
     engine.stop();
+}
+
+/// A sound device that fails where it is told to, and otherwise opens at 48 kHz and pulls
+/// nothing (as a stalled one would), until the test says it has gone away.
+class FailingDevice final : public DeviceOutput {
+public:
+    enum class Fails { never, configuring, starting };
+    struct Record {
+        std::atomic<bool> lost{false};
+        std::atomic<bool> abandoned{false};
+        std::atomic<int> stops{0};
+    };
+
+    FailingDevice(Fails fails, std::shared_ptr<Record> record)
+        : fails_(fails)
+        , record_(std::move(record)) {}
+
+    [[nodiscard]] std::string name() const override { return "device"; }
+    OutputConfiguration configure(double, int channels) override {
+        if (fails_ == Fails::configuring)
+            throw AudioEngineError(AudioEngineError::Kind::outputUnavailable, "no card here");
+        return {48000, channels};
+    }
+    void start(AudioRenderSource&) override {
+        if (fails_ == Fails::starting)
+            throw AudioEngineError(AudioEngineError::Kind::outputUnavailable, "the server went away");
+    }
+    void stop() noexcept override {
+        if (!record_->abandoned) ++record_->stops;
+    }
+    [[nodiscard]] bool lost() const noexcept override { return record_->lost; }
+    void abandon() noexcept override { record_->abandoned = true; }
+
+private:
+    Fails fails_;
+    std::shared_ptr<Record> record_;
+};
+
+/// An engine on a failing device behind the fallback, started, with three buffers scheduled.
+struct FallbackEngine {
+    explicit FallbackEngine(FailingDevice::Fails fails)
+        : engine(std::make_unique<DeviceOrNullOutput>(
+                     std::make_unique<FailingDevice>(fails, record), [this] { ++lostReports; },
+                     std::chrono::milliseconds(10)),
+                 platform::soxrResamplerFactory()) {
+        engine.connect(AudioFormat::processing(44100, 2));
+        engine.start();
+        engine.playerNode().play();
+        for (int index = 0; index < 3; ++index)
+            engine.playerNode().scheduleBuffer(signatureBuffer(2, index * 441, 441), log.handler(index));
+    }
+    std::shared_ptr<FailingDevice::Record> record = std::make_shared<FailingDevice::Record>();
+    std::atomic<int> lostReports{0};
+    CompletionLog log;
+    GraphAudioEngine engine;
+};
+
+// Whatever the device does, the disc plays: the null output takes over at the format the graph
+// was sized for (the device's 48 kHz once it was configured, else the disc's own rate).
+TEST(EngineDeviceFallbackTest, ADeviceThatCannotOpenLeavesTheNullOutputToPlay) {
+    for (const auto& [fails, rate, reason] :
+         {std::tuple(FailingDevice::Fails::configuring, 44100.0, "no card here"),
+          std::tuple(FailingDevice::Fails::starting, 48000.0, "the server went away")}) {
+        CapturedLog captured;
+        FallbackEngine playing(fails);
+        EXPECT_EQ(playing.engine.outputConfiguration()->sampleRate, rate);
+        EXPECT_EQ(playing.engine.output().name(), "null");
+        EXPECT_TRUE(captured.contains(std::string("No sound device could be opened, playing to the null output: ") +
+                                      reason))
+            << captured.text();
+        EXPECT_TRUE(playing.log.waitFor(3)) << reason << ": the null output plays the scheduled audio";
+        playing.engine.stop();
+    }
+}
+
+TEST(EngineDeviceFallbackTest, ADeviceThatGoesAwayIsLeftAloneAndTheNullOutputPlaysOn) {
+    CapturedLog captured;
+    FallbackEngine playing(FailingDevice::Fails::never);
+    EXPECT_EQ(playing.engine.output().name(), "device");
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_TRUE(playing.log.order().empty()) << "the device pulls nothing";
+    playing.record->lost = true;
+    EXPECT_TRUE(playing.log.waitFor(3)) << "the null output plays on from where the device stopped";
+    EXPECT_EQ(playing.engine.output().name(), "null");
+    EXPECT_TRUE(playing.record->abandoned);
+    EXPECT_EQ(playing.lostReports, 1);
+    EXPECT_EQ(captured.count("The sound device went away, playing on to the null output"), 1U);
+    playing.engine.stop();
+    EXPECT_EQ(playing.record->stops, 0) << "a device that went away is never touched again";
 }
 
 // Scheduling on one thread, rendering on another, stop and play from a third: every handler
