@@ -124,6 +124,7 @@ AudioDiscPlayer::AudioDiscPlayer(Dependencies dependencies)
         };
     }
     repeatMode_.store(persistedRepeatMode());
+    audioEngine_->setOutputBlockDuration(unmeteredOutputBlock);
 }
 
 // Nothing is stopped here: the last reference may be dropped by work on a queue or on the

@@ -11,6 +11,7 @@
 #include "playback/WorkQueue.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -66,6 +67,13 @@ public:
     static constexpr std::string_view repeatModeDefaultsKey = "selectedRepeatMode";
     /// The audio in one buffer of the read-ahead, in seconds.
     static constexpr double bufferSeconds = 0.02;
+    /// How much an output that keeps its own clock (the null output) renders at a time: one
+    /// meter reading's worth while the meters show, three times that otherwise. Every block
+    /// wakes the completion, scheduling and reading threads, and the time and the cursor need
+    /// no finer steps.
+    static constexpr std::chrono::milliseconds meteredOutputBlock{
+        static_cast<long>(AudioAmplifier::buffersPerRefresh * bufferSeconds * 1000 + 0.5)};
+    static constexpr std::chrono::milliseconds unmeteredOutputBlock = 3 * meteredOutputBlock;
     static constexpr long readAheadLimit = 50;
     static constexpr long schedulingLimit = 450;
     static constexpr float minimumRate = 0.25F;

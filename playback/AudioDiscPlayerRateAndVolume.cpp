@@ -118,6 +118,7 @@ void AudioDiscPlayer::toggleMute() {
 
 void AudioDiscPlayer::setAmplifierIsActive(bool active) {
     amplifierIsActive_.store(active);
+    audioEngine_->setOutputBlockDuration(active ? meteredOutputBlock : unmeteredOutputBlock);
     if (onAmplifierActiveChanged) onAmplifierActiveChanged(active);
     if (!active) setVolume(1.0F);
 }

@@ -4,6 +4,7 @@
 #include "disc/AudioFormat.hpp"
 #include "disc/PCMBuffer.hpp"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -93,6 +94,8 @@ public:
     virtual void start() = 0;
     virtual void stop() = 0;
     [[nodiscard]] virtual bool isRunning() const = 0;
+    /// See `AudioOutput::setBlockDuration`.
+    virtual void setOutputBlockDuration(std::chrono::milliseconds duration) = 0;
 };
 
 } // namespace lorvan

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -51,6 +52,9 @@ public:
     virtual void start(AudioRenderSource& source) = 0;
     /// Returns once the output no longer calls into the source. Harmless when not started.
     virtual void stop() noexcept = 0;
+    /// How much audio to render at a time, for an output that keeps its own clock; a device's
+    /// driver decides for itself. Takes effect from the next block.
+    virtual void setBlockDuration(std::chrono::milliseconds /*duration*/) {}
 };
 
 } // namespace lorvan

@@ -2,6 +2,7 @@
 
 #include "playback/AudioEngine.hpp"
 
+#include <algorithm>
 #include <pthread.h>
 #include <stdexcept>
 
@@ -24,8 +25,14 @@ struct PlaneBlock {
 
 // MARK: - Null
 
-NullAudioOutput::NullAudioOutput(std::chrono::milliseconds period)
-    : period_(period.count() > 0 ? period : std::chrono::milliseconds(10)) {}
+NullAudioOutput::NullAudioOutput(std::chrono::milliseconds period) {
+    setBlockDuration(period);
+}
+
+void NullAudioOutput::setBlockDuration(std::chrono::milliseconds duration) {
+    period_.store(std::clamp(duration, std::chrono::milliseconds(1), longestPeriod).count(),
+                  std::memory_order_relaxed);
+}
 
 NullAudioOutput::~NullAudioOutput() {
     stop();
@@ -60,13 +67,17 @@ void NullAudioOutput::stop() noexcept {
 
 void NullAudioOutput::run(AudioRenderSource& source) {
     pthread_setname_np(pthread_self(), "nullOutput");
-    const auto frames = static_cast<std::uint32_t>(configuration_.sampleRate *
-                                                   std::chrono::duration<double>(period_).count());
-    PlaneBlock block(configuration_.channels, frames == 0 ? 1 : frames);
+    const auto framesIn = [this](std::chrono::milliseconds period) {
+        return std::max<std::uint32_t>(
+            1, static_cast<std::uint32_t>(configuration_.sampleRate * std::chrono::duration<double>(period).count()));
+    };
+    PlaneBlock block(configuration_.channels, framesIn(longestPeriod));
     auto next = std::chrono::steady_clock::now();
     std::unique_lock lock(mutex_);
     while (!stopping_) {
         lock.unlock();
+        const std::chrono::milliseconds period(period_.load(std::memory_order_relaxed));
+        const std::uint32_t frames = framesIn(period);
         // Nothing to play (paused, stopped, or the read-ahead ran dry): a device would play
         // silence; the clock sleeps until audio comes, and takes up its pace from then.
         const std::uint32_t epoch = source.supplyEpoch();
@@ -77,10 +88,10 @@ void NullAudioOutput::run(AudioRenderSource& source) {
             continue;
         }
         lock.lock();
-        next += period_;
+        next += period;
         const auto now = std::chrono::steady_clock::now();
         // After a stall (a suspended machine), carry on from now rather than catching up.
-        if (next + 4 * period_ < now) next = now;
+        if (next + 4 * period < now) next = now;
         wake_.wait_until(lock, next, [this] { return stopping_; });
     }
 }

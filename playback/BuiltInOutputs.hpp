@@ -19,9 +19,10 @@ namespace lorvan {
 /// nothing to play (paused, stopped) it sleeps instead of ticking.
 class NullAudioOutput final : public AudioOutput {
 public:
-    /// `period` is how much audio each tick renders. Two buffers' worth (40 ms) by default: every
-    /// tick wakes the completion, scheduling and reading threads once, so a longer tick halves
-    /// the cost of playing, and nobody hears the latency (the status redraws every 100 ms).
+    /// The longest tick `setBlockDuration` takes.
+    static constexpr std::chrono::milliseconds longestPeriod{250};
+
+    /// `period` is how much audio each tick renders until `setBlockDuration` says otherwise.
     explicit NullAudioOutput(std::chrono::milliseconds period = std::chrono::milliseconds(40));
     ~NullAudioOutput() override;
 
@@ -29,11 +30,13 @@ public:
     OutputConfiguration configure(double sampleRate, int channels) override;
     void start(AudioRenderSource& source) override;
     void stop() noexcept override;
+    /// From the next tick on; clamped to 1 ms ... `longestPeriod`. Any thread.
+    void setBlockDuration(std::chrono::milliseconds duration) override;
 
 private:
     void run(AudioRenderSource& source);
 
-    std::chrono::milliseconds period_;
+    std::atomic<std::chrono::milliseconds::rep> period_;
     OutputConfiguration configuration_;
     AudioRenderSource* source_ = nullptr; // while started
     std::mutex mutex_;

@@ -44,6 +44,8 @@ public:
     OutputConfiguration configure(double sampleRate, int channels) override;
     void start(AudioRenderSource& source) override;
     void stop() noexcept override;
+    /// For the null output, now or once it takes over.
+    void setBlockDuration(std::chrono::milliseconds duration) override { null_.setBlockDuration(duration); }
 
     /// The warning for a device that could not be opened, with `reason`.
     static void warnNoDevice(const std::string& reason);

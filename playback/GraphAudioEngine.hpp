@@ -36,6 +36,9 @@ public:
     void start() override;
     void stop() override;
     [[nodiscard]] bool isRunning() const override { return running_; }
+    void setOutputBlockDuration(std::chrono::milliseconds duration) override {
+        output_->setBlockDuration(duration);
+    }
 
     [[nodiscard]] AudioOutput& output() { return *output_; }
     /// The output's format since the last `connect`.

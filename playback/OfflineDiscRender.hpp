@@ -33,6 +33,9 @@ public:
     void start() override { inner_->start(); }
     void stop() override { inner_->stop(); }
     [[nodiscard]] bool isRunning() const override { return inner_->isRunning(); }
+    void setOutputBlockDuration(std::chrono::milliseconds duration) override {
+        inner_->setOutputBlockDuration(duration);
+    }
     [[nodiscard]] AudioEngine& inner() { return *inner_; }
 
 private:

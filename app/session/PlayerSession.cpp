@@ -35,18 +35,24 @@ public:
         if (stale_) {
             current_->stop();
             current_ = make_(chosen_);
+            if (blockDuration_) current_->setBlockDuration(*blockDuration_);
             stale_ = false;
         }
         return current_->configure(sampleRate, channels);
     }
     void start(AudioRenderSource& source) override { current_->start(source); }
     void stop() noexcept override { current_->stop(); }
+    void setBlockDuration(std::chrono::milliseconds duration) override {
+        blockDuration_ = duration;
+        current_->setBlockDuration(duration);
+    }
 
 private:
     PlayerSession::OutputFactory make_;
     std::optional<std::string> chosen_;
     bool stale_ = false;
     std::unique_ptr<AudioOutput> current_;
+    std::optional<std::chrono::milliseconds> blockDuration_;
 };
 
 namespace {

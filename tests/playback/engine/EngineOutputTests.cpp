@@ -5,11 +5,14 @@
 #include "support/TestSupport.hpp"
 
 #include <atomic>
+#include <condition_variable>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <numeric>
 #include <random>
 #include <tuple>
 #include <thread>
+#include <vector>
 
 namespace lorvan::test {
 namespace {
@@ -72,6 +75,47 @@ TEST(EngineNullOutputTest, PlaysOnItsClockSleepsWithNothingToPlayAndWakesForAudi
     EXPECT_EQ(log.order(), (std::vector<int>{0, 1, 2, 3}));
     engine.start();
     engine.stop();
+}
+
+/// Audio without end, recording how many frames each render asked for.
+class EndlessSource final : public AudioRenderSource {
+public:
+    std::uint32_t render(float* const*, std::uint32_t frames, bool) noexcept override {
+        std::lock_guard lock(mutex_);
+        requests_.push_back(frames);
+        changed_.notify_all();
+        return frames;
+    }
+    std::uint32_t drain(float* const*, std::uint32_t) noexcept override { return 0; }
+    [[nodiscard]] std::uint32_t supplyEpoch() const noexcept override { return 0; }
+    void waitForSupply(std::uint32_t) const noexcept override {}
+    void notifySupply() noexcept override {}
+
+    /// Waits for a render of `frames` frames; false after a second without one.
+    bool waitForRequestOf(std::uint32_t frames) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(1), [&] {
+            return !requests_.empty() && requests_.back() == frames;
+        });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::uint32_t> requests_;
+};
+
+TEST(EngineNullOutputTest, RendersBlocksOfTheDurationAskedForFromTheNextTickOn) {
+    NullAudioOutput output(std::chrono::milliseconds(5));
+    output.configure(4000, 2);
+    EndlessSource source;
+    output.start(source);
+    EXPECT_TRUE(source.waitForRequestOf(20));
+    output.setBlockDuration(std::chrono::milliseconds(12));
+    EXPECT_TRUE(source.waitForRequestOf(48));
+    output.setBlockDuration(std::chrono::seconds(2));
+    EXPECT_TRUE(source.waitForRequestOf(1000)) << "at most a quarter of a second";
+    output.stop();
 }
 
 TEST(EnginePlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning) {

@@ -115,8 +115,10 @@ struct FakeEngine final : AudioEngine, AudioVarispeed {
     void start() override { running = true; }
     void stop() override { running = false; }
     [[nodiscard]] bool isRunning() const override { return running; }
+    void setOutputBlockDuration(std::chrono::milliseconds duration) override { outputBlock = duration; }
 
     FakePlayerNode node;
+    std::chrono::milliseconds outputBlock{0};
     float speed = 1.0F;
     std::optional<AudioFormat> connectedFormat;
     bool running = false;

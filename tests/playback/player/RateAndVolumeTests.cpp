@@ -95,6 +95,15 @@ TEST(RateValuesTest, SliderPositionsGiveTwentiethsAndRecordSpeedsPairUp) {
         EXPECT_FLOAT_EQ(AudioDiscPlayer::rate(one) * AudioDiscPlayer::rate(other), 1.0F);
 }
 
+// A clock-driven output renders a meter reading's worth at a time only while the meters show.
+TEST_F(RateAndVolumeTest, TheOutputRendersFinerBlocksOnlyWhileTheAmplifierMeters) {
+    EXPECT_EQ(h.engine->outputBlock, std::chrono::milliseconds(120));
+    player().setAmplifierIsActive(true);
+    EXPECT_EQ(h.engine->outputBlock, std::chrono::milliseconds(40));
+    player().setAmplifierIsActive(false);
+    EXPECT_EQ(h.engine->outputBlock, std::chrono::milliseconds(120));
+}
+
 TEST_F(RateAndVolumeTest, WithoutTheAmplifierOnlyFullVolumeWithItStepsAndUnmutingRestoresFullVolume) {
     player().setVolume(0.5F);
     player().decreaseVolume();
