@@ -53,10 +53,15 @@ void DeviceOrNullOutput::start(AudioRenderSource& source) {
             return;
         } catch (const AudioEngineError& error) {
             fallBack(error.what());
-            // The graph was sized for the device: the null output takes that format as it is.
-            null_.configure(configuration_.sampleRate, configuration_.channels);
         }
     }
+    startNull(source);
+}
+
+void DeviceOrNullOutput::startNull(AudioRenderSource& source) {
+    // The graph renders at the format it was sized for, the device's when it got that far: the
+    // null output takes it as it is.
+    null_.configure(configuration_.sampleRate, configuration_.channels);
     null_.start(source);
 }
 
@@ -87,9 +92,7 @@ void DeviceOrNullOutput::watch(AudioRenderSource& source) {
             device_->abandon();
             lostDevice_ = std::move(device_);
             LogEntry::warning("The sound device went away, playing on to the null output").print();
-            // The graph renders for the device's format; the null output takes it as it is.
-            null_.configure(configuration_.sampleRate, configuration_.channels);
-            null_.start(source);
+            startNull(source);
             if (deviceLost_) deviceLost_();
             return;
         }

@@ -54,6 +54,7 @@ private:
     [[nodiscard]] const AudioOutput& current() const;
     AudioOutput& current();
     void fallBack(const std::string& reason);
+    void startNull(AudioRenderSource& source);
     void watch(AudioRenderSource& source);
 
     std::chrono::milliseconds watchInterval_;

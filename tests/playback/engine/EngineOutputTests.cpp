@@ -1,5 +1,4 @@
 #include "EngineTestSupport.hpp"
-#include "platform/PortAudioOutput.hpp"
 #include "platform/SoxrResampler.hpp"
 #include "playback/DeviceOrNullOutput.hpp"
 #include "support/TestSupport.hpp"
@@ -116,20 +115,6 @@ TEST(EngineNullOutputTest, RendersBlocksOfTheDurationAskedForFromTheNextTickOn) 
     output.setBlockDuration(std::chrono::seconds(2));
     EXPECT_TRUE(source.waitForRequestOf(1000)) << "at most a quarter of a second";
     output.stop();
-}
-
-TEST(EnginePlaybackOutputTest, DeviceChoiceFallsBackToTheNullOutputWithAWarning) {
-    CapturedLog captured;
-    EXPECT_EQ(platform::makePlaybackOutput(platform::OutputChoice::null)->name(), "null");
-    GraphAudioEngine engine(platform::makePlaybackOutput(platform::OutputChoice::device),
-                            platform::soxrResamplerFactory());
-    engine.connect(AudioFormat::processing(44100, 2));
-    engine.start(); // never throws: the null output takes over when the device fails
-    if (engine.output().name() == "null")
-        EXPECT_TRUE(captured.contains("No sound device could be opened")) << captured.text();
-    else
-        EXPECT_EQ(engine.output().name(), "device");
-    engine.stop();
 }
 
 /// A sound device that fails where it is told to, and otherwise opens at 48 kHz and pulls
