@@ -2,6 +2,7 @@
 #include "platform/AudioFixtures.hpp"
 #include "platform/FFmpegAudioEncoder.hpp"
 #include "platform/FFmpegAudioFile.hpp"
+#include "platform/FFmpegLibrary.hpp"
 #include "support/TestSupport.hpp"
 
 #include <algorithm>
@@ -244,7 +245,7 @@ TEST_F(BadFile, corruptFramesInTheMiddleThrowFromRead) {
 }
 
 TEST(LKOSStatus, displayStylesShowNumberTagNameAndText) {
-    platform::installFFmpegStatusDescriptions();
+    ASSERT_EQ(platform::ffmpeg::load(), 0);
     const LKOSStatus invalid(-0x41444E49);
     EXPECT_EQ(invalid.displayText(LKOSStatus::DisplayStyle::value), "-1094995529");
     EXPECT_EQ(invalid.displayText(LKOSStatus::DisplayStyle::code), "'INDA'");
