@@ -70,7 +70,7 @@ std::array<long, 3> boxRadii(double radius) {
 /// never on where a row or column started, and a window of a larger grid blurs to the same
 /// values as the whole grid wherever the window reaches the sum of the radii beyond.
 /// Rows are walked in memory order so the loops vectorise.
-void boxBlur(std::vector<float>& pixels, std::vector<float>& scratchPixels, long width, long height,
+void boxBlur(LargeBuffer<float>& pixels, LargeBuffer<float>& scratchPixels, long width, long height,
              const std::array<long, 3>& radii) {
     if (width <= 0 || height <= 0) return;
     scratchPixels.resize(pixels.size());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/display/HugePageAllocator.hpp"
 #include "presentation/DisplayState.hpp"
 #include "presentation/DotMatrixRasterizer.hpp"
 #include "presentation/LCTheme.hpp"
@@ -169,14 +170,14 @@ private:
     long rows_ = 0;
     long halfColumns_ = 0;
     long halfRows_ = 0;
-    std::vector<Pixel> lit_;              // per dot
-    std::vector<Pixel> glow_;             // per dot, blurred into the halo
-    std::vector<std::uint32_t> dotColor_; // per dot, what is drawn over the halo
-    std::vector<float> haloA_;            // per dot and channel, the tight layer, in glow units
-    std::vector<float> haloB_;            // the wide layer at half resolution
-    std::vector<std::uint32_t> halo_;     // per dot, both layers at the theme's opacity
-    std::vector<float> blurScratch_;
-    std::vector<float> blurWork_;
+    LargeBuffer<Pixel> lit_;              // per dot
+    LargeBuffer<Pixel> glow_;             // per dot, blurred into the halo
+    LargeBuffer<std::uint32_t> dotColor_; // per dot, what is drawn over the halo
+    LargeBuffer<float> haloA_;            // per dot and channel, the tight layer, in glow units
+    LargeBuffer<float> haloB_;            // the wide layer at half resolution
+    LargeBuffer<std::uint32_t> halo_;     // per dot, both layers at the theme's opacity
+    LargeBuffer<float> blurScratch_;
+    LargeBuffer<float> blurWork_;
     mutable std::vector<std::uint32_t> haloRedBlue_, haloAlphaGreen_; // one row of the halo grid
 
     // Per size and theme: which dot each pixel shows (-1: a gap) and which pixels show each dot.
