@@ -19,11 +19,6 @@ if(LORVAN_FFMPEG_PREFIX AND NOT AUDIO_FFMPEG_libavcodec_PREFIX STREQUAL LORVAN_F
     message(FATAL_ERROR "LORVAN_FFMPEG_PREFIX is ${LORVAN_FFMPEG_PREFIX}, but pkg-config found FFmpeg in "
                         "${AUDIO_FFMPEG_libavcodec_PREFIX}: is lib/pkgconfig there?")
 endif()
-# FFmpeg is loaded at run time (platform/FFmpegLibrary.cpp): by its libraries' names from the
-# system's, by their paths from another build.
-if(LORVAN_FFMPEG_PREFIX)
-    pkg_get_variable(LORVAN_FFMPEG_LIBRARY_DIR libavcodec libdir)
-endif()
 pkg_check_modules(TAGLIB REQUIRED IMPORTED_TARGET taglib)
 pkg_check_modules(PORTAUDIO REQUIRED IMPORTED_TARGET portaudio-2.0)
 pkg_check_modules(AUDIOHOSTS REQUIRED IMPORTED_TARGET alsa jack)

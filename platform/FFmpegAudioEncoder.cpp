@@ -2,7 +2,14 @@
 
 #include "core/Url.hpp"
 #include "disc/LKOSStatus.hpp"
-#include "platform/FFmpegLibrary.hpp"
+#include "platform/FFmpegAudioFile.hpp"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/dict.h>
+}
 
 #include <algorithm>
 #include <cmath>
@@ -28,13 +35,12 @@ struct Output {
     AVPacket* packet = nullptr;
     bool opened = false;
     ~Output() {
-        // Nothing to free (nor FFmpeg to free it with) when the libraries could not be loaded.
-        if (packet != nullptr) ffmpeg::av_packet_free(&packet);
-        if (frame != nullptr) ffmpeg::av_frame_free(&frame);
-        if (codec != nullptr) ffmpeg::avcodec_free_context(&codec);
+        av_packet_free(&packet);
+        av_frame_free(&frame);
+        avcodec_free_context(&codec);
         if (format != nullptr) {
-            if (opened) ffmpeg::avio_closep(&format->pb);
-            ffmpeg::avformat_free_context(format);
+            if (opened) avio_closep(&format->pb);
+            avformat_free_context(format);
         }
     }
 };
@@ -42,12 +48,12 @@ struct Output {
 /// Writes every packet the encoder has ready; `function` names the caller in a failure block.
 void drainPackets(Output& out, AVStream* stream, const std::optional<Url>& url, const char* function) {
     for (;;) {
-        const int status = ffmpeg::avcodec_receive_packet(out.codec, out.packet);
+        const int status = avcodec_receive_packet(out.codec, out.packet);
         if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) return;
         if (status < 0) checkStatus(status, "ExtAudioFileWrite", url, function);
-        ffmpeg::av_packet_rescale_ts(out.packet, out.codec->time_base, stream->time_base);
+        av_packet_rescale_ts(out.packet, out.codec->time_base, stream->time_base);
         out.packet->stream_index = stream->index;
-        if (const int written = ffmpeg::av_interleaved_write_frame(out.format, out.packet); written < 0)
+        if (const int written = av_interleaved_write_frame(out.format, out.packet); written < 0)
             checkStatus(written, "ExtAudioFileWrite", url, function);
     }
 }
@@ -93,7 +99,7 @@ AVSampleFormat pickSampleFormat(const AVCodec* codec, int bits) {
 void fillFrame(AVFrame* frame, std::span<const std::int32_t> interleaved, std::size_t firstFrame, int frames,
                int channels, int bits) {
     const auto format = static_cast<AVSampleFormat>(frame->format);
-    const bool planar = ffmpeg::av_sample_fmt_is_planar(format) != 0;
+    const bool planar = av_sample_fmt_is_planar(format) != 0;
     const double scale = 1.0 / static_cast<double>(1 << (bits - 1));
     // 24-bit samples travel in the top bits of 32-bit words, as FFmpeg expects.
     const int shift = 32 - bits;
@@ -144,55 +150,54 @@ void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encodin
 void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encoding, int sampleRate,
                     int channels, int bitsPerSample, std::int64_t frameCount, const SampleProducer& produce,
                     const std::map<std::string, std::string>& tags) {
+    installFFmpegStatusDescriptions();
     const std::optional<Url> url = Url::fileURL(path);
     auto check = [&](int status, std::string_view operation) {
         if (status < 0) checkStatus(status, operation, url, writeFunction);
     };
-    check(ffmpeg::load(), "ExtAudioFileCreateWithURL");
     if (channels <= 0 || sampleRate <= 0 || (bitsPerSample != 16 && bitsPerSample != 24))
         checkStatus(AVERROR(EINVAL), "ExtAudioFileCreateWithURL", url, writeFunction);
 
     const Choice choice = choiceFor(encoding, bitsPerSample);
     Output out;
     const std::string pathText = path.string();
-    check(ffmpeg::avformat_alloc_output_context2(&out.format, nullptr, choice.muxer, pathText.c_str()),
+    check(avformat_alloc_output_context2(&out.format, nullptr, choice.muxer, pathText.c_str()),
           "ExtAudioFileCreateWithURL");
-    const AVCodec* codec = ffmpeg::avcodec_find_encoder(choice.codec);
+    const AVCodec* codec = avcodec_find_encoder(choice.codec);
     if (codec == nullptr)
         checkStatus(AVERROR_ENCODER_NOT_FOUND, "ExtAudioFileCreateWithURL", url, writeFunction);
-    AVStream* stream = ffmpeg::avformat_new_stream(out.format, nullptr);
-    out.codec = ffmpeg::avcodec_alloc_context3(codec);
+    AVStream* stream = avformat_new_stream(out.format, nullptr);
+    out.codec = avcodec_alloc_context3(codec);
     if (stream == nullptr || out.codec == nullptr)
         checkStatus(AVERROR(ENOMEM), "ExtAudioFileCreateWithURL", url, writeFunction);
     out.codec->sample_rate = sampleRate;
-    ffmpeg::av_channel_layout_default(&out.codec->ch_layout, channels);
+    av_channel_layout_default(&out.codec->ch_layout, channels);
     out.codec->sample_fmt = pickSampleFormat(codec, bitsPerSample);
     out.codec->bits_per_raw_sample = bitsPerSample;
     out.codec->time_base = AVRational{1, sampleRate};
     if (encoding == AudioFileEncoding::aac || encoding == AudioFileEncoding::mp3)
         out.codec->bit_rate = 192000;
     if (out.format->oformat->flags & AVFMT_GLOBALHEADER) out.codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    check(ffmpeg::avcodec_open2(out.codec, codec, nullptr), "ExtAudioFileCreateWithURL");
-    check(ffmpeg::avcodec_parameters_from_context(stream->codecpar, out.codec),
+    check(avcodec_open2(out.codec, codec, nullptr), "ExtAudioFileCreateWithURL");
+    check(avcodec_parameters_from_context(stream->codecpar, out.codec),
           "ExtAudioFileSetProperty: Data Format");
     stream->time_base = out.codec->time_base;
     for (const auto& [key, value] : tags)
-        ffmpeg::av_dict_set(&out.format->metadata, key.c_str(), value.c_str(), 0);
+        av_dict_set(&out.format->metadata, key.c_str(), value.c_str(), 0);
 
-    check(ffmpeg::avio_open(&out.format->pb, pathText.c_str(), AVIO_FLAG_WRITE), "ExtAudioFileCreateWithURL");
+    check(avio_open(&out.format->pb, pathText.c_str(), AVIO_FLAG_WRITE), "ExtAudioFileCreateWithURL");
     out.opened = true;
     // An MPEG-4 file states how much of an AAC stream plays (its encoder delay cut off by an
     // edit list) in the movie's time scale, milliseconds unless told otherwise: 882,017 frames
     // would read back as 882,000. At the sample rate the length is exact to the frame.
     AVDictionary* header = nullptr;
-    if (std::string_view(choice.muxer) == "ipod")
-        ffmpeg::av_dict_set_int(&header, "movie_timescale", sampleRate, 0);
-    const int written = ffmpeg::avformat_write_header(out.format, &header);
-    ffmpeg::av_dict_free(&header);
+    if (std::string_view(choice.muxer) == "ipod") av_dict_set_int(&header, "movie_timescale", sampleRate, 0);
+    const int written = avformat_write_header(out.format, &header);
+    av_dict_free(&header);
     check(written, "ExtAudioFileCreateWithURL");
 
-    out.frame = ffmpeg::av_frame_alloc();
-    out.packet = ffmpeg::av_packet_alloc();
+    out.frame = av_frame_alloc();
+    out.packet = av_packet_alloc();
     if (out.frame == nullptr || out.packet == nullptr)
         checkStatus(AVERROR(ENOMEM), "ExtAudioFileWrite", url, writeFunction);
     const bool variableFrames = (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) != 0;
@@ -206,30 +211,29 @@ void writeAudioFile(const std::filesystem::path& path, AudioFileEncoding encodin
     for (std::size_t first = 0; first < totalFrames; first += static_cast<std::size_t>(frameSize)) {
         const int frames =
             static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(frameSize), totalFrames - first));
-        ffmpeg::av_frame_unref(out.frame);
+        av_frame_unref(out.frame);
         out.frame->format = out.codec->sample_fmt;
         out.frame->sample_rate = sampleRate;
-        check(ffmpeg::av_channel_layout_copy(&out.frame->ch_layout, &out.codec->ch_layout),
-              "ExtAudioFileWrite");
+        check(av_channel_layout_copy(&out.frame->ch_layout, &out.codec->ch_layout), "ExtAudioFileWrite");
         // Fixed-size encoders take a short final frame only when they say so; otherwise the
         // frame is padded with silence and the container's trimming is left to the encoder.
         const bool shortAllowed = variableFrames || (codec->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME) ||
                                   out.codec->frame_size == 0;
         out.frame->nb_samples = shortAllowed ? frames : frameSize;
-        check(ffmpeg::av_frame_get_buffer(out.frame, 0), "ExtAudioFileWrite");
-        ffmpeg::av_samples_set_silence(out.frame->extended_data, 0, out.frame->nb_samples, channels,
-                                       static_cast<AVSampleFormat>(out.frame->format));
+        check(av_frame_get_buffer(out.frame, 0), "ExtAudioFileWrite");
+        av_samples_set_silence(out.frame->extended_data, 0, out.frame->nb_samples, channels,
+                               static_cast<AVSampleFormat>(out.frame->format));
         chunk.resize(static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels));
         produce(static_cast<std::int64_t>(first), chunk);
         fillFrame(out.frame, chunk, 0, frames, channels, bitsPerSample);
         out.frame->pts = pts;
         pts += frames;
-        check(ffmpeg::avcodec_send_frame(out.codec, out.frame), "ExtAudioFileWrite");
+        check(avcodec_send_frame(out.codec, out.frame), "ExtAudioFileWrite");
         drain();
     }
-    check(ffmpeg::avcodec_send_frame(out.codec, nullptr), "ExtAudioFileWrite");
+    check(avcodec_send_frame(out.codec, nullptr), "ExtAudioFileWrite");
     drain();
-    check(ffmpeg::av_write_trailer(out.format), "ExtAudioFileWrite");
+    check(av_write_trailer(out.format), "ExtAudioFileWrite");
 }
 
 } // namespace lorvan::platform
@@ -364,13 +368,13 @@ struct AudioStreamWriter::State {
             break;
         }
         AVPacket* packet = out.packet;
-        ffmpeg::av_packet_unref(packet);
+        av_packet_unref(packet);
         packet->data = packetBytes.data();
         packet->size = static_cast<int>(packetBytes.size());
         packet->stream_index = stream->index;
-        packet->pts = packet->dts = ffmpeg::av_rescale_q(pts, AVRational{1, sampleRate}, stream->time_base);
-        packet->duration = ffmpeg::av_rescale_q(frames, AVRational{1, sampleRate}, stream->time_base);
-        const int status = ffmpeg::av_write_frame(out.format, packet);
+        packet->pts = packet->dts = av_rescale_q(pts, AVRational{1, sampleRate}, stream->time_base);
+        packet->duration = av_rescale_q(frames, AVRational{1, sampleRate}, stream->time_base);
+        const int status = av_write_frame(out.format, packet);
         packet->data = nullptr;
         packet->size = 0;
         check(status, "ExtAudioFileWrite");
@@ -379,13 +383,12 @@ struct AudioStreamWriter::State {
     }
 
     void encode(const float* const* planes, std::size_t offset, int frames) {
-        ffmpeg::av_frame_unref(out.frame);
+        av_frame_unref(out.frame);
         out.frame->format = out.codec->sample_fmt;
         out.frame->sample_rate = sampleRate;
-        check(ffmpeg::av_channel_layout_copy(&out.frame->ch_layout, &out.codec->ch_layout),
-              "ExtAudioFileWrite");
+        check(av_channel_layout_copy(&out.frame->ch_layout, &out.codec->ch_layout), "ExtAudioFileWrite");
         out.frame->nb_samples = frames;
-        check(ffmpeg::av_frame_get_buffer(out.frame, 0), "ExtAudioFileWrite");
+        check(av_frame_get_buffer(out.frame, 0), "ExtAudioFileWrite");
         // The encoders here (FLAC) take interleaved samples.
         const auto count = static_cast<std::size_t>(frames);
         switch (format) {
@@ -404,7 +407,7 @@ struct AudioStreamWriter::State {
         out.frame->pts = pts;
         pts += frames;
         written += frames;
-        check(ffmpeg::avcodec_send_frame(out.codec, out.frame), "ExtAudioFileWrite");
+        check(avcodec_send_frame(out.codec, out.frame), "ExtAudioFileWrite");
         drain();
     }
 
@@ -427,9 +430,9 @@ struct AudioStreamWriter::State {
 AudioStreamWriter::AudioStreamWriter(const std::filesystem::path& path, AudioFileEncoding encoding,
                                      int sampleRate, int channels, PCMSampleFormat format)
     : state_(std::make_unique<State>()) {
+    installFFmpegStatusDescriptions();
     State& s = *state_;
     s.url = Url::fileURL(path);
-    s.check(ffmpeg::load(), "ExtAudioFileCreateWithURL");
     s.channels = channels;
     s.sampleRate = sampleRate;
     s.format = format;
@@ -449,35 +452,34 @@ AudioStreamWriter::AudioStreamWriter(const std::filesystem::path& path, AudioFil
         if (format == PCMSampleFormat::f32) sampleFormat = AV_SAMPLE_FMT_FLT;
     }
     const std::string pathText = path.string();
-    s.check(ffmpeg::avformat_alloc_output_context2(&s.out.format, nullptr,
-                                                   encoding == AudioFileEncoding::wave ? "wav" : "flac",
-                                                   pathText.c_str()),
+    s.check(avformat_alloc_output_context2(&s.out.format, nullptr,
+                                           encoding == AudioFileEncoding::wave ? "wav" : "flac",
+                                           pathText.c_str()),
             "ExtAudioFileCreateWithURL");
-    const AVCodec* codec = ffmpeg::avcodec_find_encoder(codecID);
+    const AVCodec* codec = avcodec_find_encoder(codecID);
     if (codec == nullptr)
         checkStatus(AVERROR_ENCODER_NOT_FOUND, "ExtAudioFileCreateWithURL", s.url, streamFunction);
-    s.stream = ffmpeg::avformat_new_stream(s.out.format, nullptr);
-    s.out.codec = ffmpeg::avcodec_alloc_context3(codec);
+    s.stream = avformat_new_stream(s.out.format, nullptr);
+    s.out.codec = avcodec_alloc_context3(codec);
     if (s.stream == nullptr || s.out.codec == nullptr)
         checkStatus(AVERROR(ENOMEM), "ExtAudioFileCreateWithURL", s.url, streamFunction);
     s.out.codec->sample_rate = sampleRate;
-    ffmpeg::av_channel_layout_default(&s.out.codec->ch_layout, channels);
+    av_channel_layout_default(&s.out.codec->ch_layout, channels);
     s.out.codec->sample_fmt = sampleFormat;
     s.out.codec->bits_per_raw_sample = format == PCMSampleFormat::s16   ? 16
                                        : format == PCMSampleFormat::s24 ? 24
                                                                         : 32;
     s.out.codec->time_base = AVRational{1, sampleRate};
     if (s.out.format->oformat->flags & AVFMT_GLOBALHEADER) s.out.codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    s.check(ffmpeg::avcodec_open2(s.out.codec, codec, nullptr), "ExtAudioFileCreateWithURL");
-    s.check(ffmpeg::avcodec_parameters_from_context(s.stream->codecpar, s.out.codec),
+    s.check(avcodec_open2(s.out.codec, codec, nullptr), "ExtAudioFileCreateWithURL");
+    s.check(avcodec_parameters_from_context(s.stream->codecpar, s.out.codec),
             "ExtAudioFileSetProperty: Data Format");
     s.stream->time_base = s.out.codec->time_base;
-    s.check(ffmpeg::avio_open(&s.out.format->pb, pathText.c_str(), AVIO_FLAG_WRITE),
-            "ExtAudioFileCreateWithURL");
+    s.check(avio_open(&s.out.format->pb, pathText.c_str(), AVIO_FLAG_WRITE), "ExtAudioFileCreateWithURL");
     s.out.opened = true;
-    s.check(ffmpeg::avformat_write_header(s.out.format, nullptr), "ExtAudioFileCreateWithURL");
-    s.out.frame = ffmpeg::av_frame_alloc();
-    s.out.packet = ffmpeg::av_packet_alloc();
+    s.check(avformat_write_header(s.out.format, nullptr), "ExtAudioFileCreateWithURL");
+    s.out.frame = av_frame_alloc();
+    s.out.packet = av_packet_alloc();
     if (s.out.frame == nullptr || s.out.packet == nullptr)
         checkStatus(AVERROR(ENOMEM), "ExtAudioFileWrite", s.url, streamFunction);
     const bool variable = (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) != 0;
@@ -519,10 +521,10 @@ void AudioStreamWriter::finish() {
     s.finished = true;
     if (!s.rawPackets) {
         if (s.fixedFrames) s.encodePending(true);
-        s.check(ffmpeg::avcodec_send_frame(s.out.codec, nullptr), "ExtAudioFileWrite");
+        s.check(avcodec_send_frame(s.out.codec, nullptr), "ExtAudioFileWrite");
         s.drain();
     }
-    s.check(ffmpeg::av_write_trailer(s.out.format), "ExtAudioFileWrite");
+    s.check(av_write_trailer(s.out.format), "ExtAudioFileWrite");
 }
 
 std::int64_t AudioStreamWriter::framesWritten() const {

@@ -2,7 +2,16 @@
 
 #include "core/Checked.hpp"
 #include "disc/LKOSStatus.hpp"
-#include "platform/FFmpegLibrary.hpp"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/error.h>
+#include <libavutil/mem.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+}
 
 #include <algorithm>
 #include <array>
@@ -18,21 +27,29 @@ namespace {
 constexpr const char* openFunction = "init(forReading:)";
 constexpr const char* readFunction = "read(into:frameCount:)";
 
+std::string ffmpegDescription(std::int32_t raw) {
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+    if (av_strerror(raw, text.data(), text.size()) < 0) return "Unknown error " + std::to_string(raw);
+    return text.data();
+}
+
 struct FormatContextDeleter {
-    void operator()(AVFormatContext* context) const { ffmpeg::avformat_close_input(&context); }
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
 };
 struct CodecContextDeleter {
-    void operator()(AVCodecContext* context) const { ffmpeg::avcodec_free_context(&context); }
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
 };
 struct PacketDeleter {
-    void operator()(AVPacket* packet) const { ffmpeg::av_packet_free(&packet); }
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
 struct FrameDeleter {
-    void operator()(AVFrame* frame) const { ffmpeg::av_frame_free(&frame); }
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
 };
 struct ResamplerDeleter {
-    void operator()(SwrContext* context) const { ffmpeg::swr_free(&context); }
+    void operator()(SwrContext* context) const { swr_free(&context); }
 };
+
+constexpr std::size_t maximumFFmpegAllocation = std::size_t{256} << 20;
 
 bool isAllowedDemuxer(const char* name) {
     static constexpr std::array<std::string_view, 5> names{"wav", "aiff", "flac", "mov,mp4,m4a,3gp,3g2,mj2",
@@ -80,9 +97,28 @@ bool isLinearPCM(AVCodecID id) {
 }
 
 bool isLossy(AVCodecID id) {
-    const AVCodecDescriptor* descriptor = ffmpeg::avcodec_descriptor_get(id);
+    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(id);
     return descriptor == nullptr || (descriptor->props & AV_CODEC_PROP_LOSSLESS) == 0;
 }
+
+} // namespace
+
+void installFFmpegStatusDescriptions() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        LKOSStatus::setDescriptionProvider(&ffmpegDescription);
+        // Decoders complain about damaged files on standard error; Lorvan reports them itself.
+        av_log_set_level(AV_LOG_FATAL);
+        // Demuxers allocate what a file's headers claim before reading it: a damaged WAVE whose
+        // INFO tag claims 1.2 GB made FFmpeg allocate and clear 1.2 GB, for half a minute, to refuse
+        // a 160-byte file. No buffer of a playable file comes near this bound (decoded frames
+        // are kilobytes, the largest thing is an embedded picture); past it, opening fails
+        // with ENOMEM at once.
+        av_max_alloc(maximumFFmpegAllocation);
+    });
+}
+
+namespace {
 
 class FFmpegAudioFile final : public AudioFile {
 public:
@@ -91,10 +127,9 @@ public:
         openDecoder();
         describe();
         const AVStream* stream = format_->streams[streamIndex_];
-        const std::int64_t declared =
-            stream->duration > 0
-                ? ffmpeg::av_rescale_q(stream->duration, stream->time_base, AVRational{1, sampleRate_})
-                : 0;
+        const std::int64_t declared = stream->duration > 0 ? av_rescale_q(stream->duration, stream->time_base,
+                                                                          AVRational{1, sampleRate_})
+                                                           : 0;
         // Lossy codecs trim encoder delay and padding while decoding, and MPEG-4 files state
         // their length in packets; only counting what the decoder delivers is exact for them.
         if (exactTimestamps_ && declared > 0) {
@@ -159,42 +194,42 @@ private:
     }
 
     void openDecoder() {
-        check(ffmpeg::load(), "ExtAudioFileOpenURL", openFunction);
+        installFFmpegStatusDescriptions();
         if (!url_.isFileURL()) fail(AVERROR(EINVAL), "ExtAudioFileOpenURL", openFunction);
         const std::string path = url_.path().string();
         AVFormatContext* rawFormat = nullptr;
-        check(ffmpeg::avformat_open_input(&rawFormat, path.c_str(), nullptr, nullptr), "ExtAudioFileOpenURL",
+        check(avformat_open_input(&rawFormat, path.c_str(), nullptr, nullptr), "ExtAudioFileOpenURL",
               openFunction);
         format_.reset(rawFormat);
         if (!isAllowedDemuxer(format_->iformat->name))
             fail(AVERROR_INVALIDDATA, "ExtAudioFileOpenURL", openFunction);
-        check(ffmpeg::avformat_find_stream_info(format_.get(), nullptr),
-              "ExtAudioFileGetProperty: Data Format", openFunction);
+        check(avformat_find_stream_info(format_.get(), nullptr), "ExtAudioFileGetProperty: Data Format",
+              openFunction);
         const AVCodec* codec = nullptr;
-        const int stream = ffmpeg::av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+        const int stream = av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
         check(stream, "ExtAudioFileGetProperty: Data Format", openFunction);
         streamIndex_ = stream;
         for (unsigned i = 0; i < format_->nb_streams; ++i)
             if (static_cast<int>(i) != streamIndex_) format_->streams[i]->discard = AVDISCARD_ALL;
 
-        codec_.reset(ffmpeg::avcodec_alloc_context3(codec));
+        codec_.reset(avcodec_alloc_context3(codec));
         if (!codec_) fail(AVERROR(ENOMEM), "ExtAudioFileOpenURL", openFunction);
         const AVCodecParameters* parameters = format_->streams[streamIndex_]->codecpar;
-        check(ffmpeg::avcodec_parameters_to_context(codec_.get(), parameters),
-              "ExtAudioFileGetProperty: Data Format", openFunction);
+        check(avcodec_parameters_to_context(codec_.get(), parameters), "ExtAudioFileGetProperty: Data Format",
+              openFunction);
         // A damaged lossless frame must surface as an error, never as plausible noise: the decoder
         // refuses what it cannot parse and convertFrame refuses frames lost to a resync. Frame CRCs
         // are not checked; they cost a sixth of the decoding time.
         if (!isLossy(parameters->codec_id)) codec_->err_recognition |= AV_EF_EXPLODE;
-        check(ffmpeg::avcodec_open2(codec_.get(), codec, nullptr), "ExtAudioFileOpenURL", openFunction);
+        check(avcodec_open2(codec_.get(), codec, nullptr), "ExtAudioFileOpenURL", openFunction);
 
         sampleRate_ = codec_->sample_rate;
         channels_ = codec_->ch_layout.nb_channels;
         if (sampleRate_ <= 0 || channels_ <= 0)
             fail(AVERROR_INVALIDDATA, "ExtAudioFileOpenURL", openFunction);
 
-        packet_.reset(ffmpeg::av_packet_alloc());
-        frame_.reset(ffmpeg::av_frame_alloc());
+        packet_.reset(av_packet_alloc());
+        frame_.reset(av_frame_alloc());
         if (!packet_ || !frame_) fail(AVERROR(ENOMEM), "ExtAudioFileOpenURL", openFunction);
         resampler_.reset();
         pending_.clear();
@@ -212,7 +247,7 @@ private:
         format.sampleRate = sampleRate_;
         format.channelsPerFrame = channels_;
         if (isLinearPCM(id)) {
-            const int bits = ffmpeg::av_get_bits_per_sample(id);
+            const int bits = av_get_bits_per_sample(id);
             const AVSampleFormat sampleFormat = codec_->sample_fmt;
             format.formatID = AudioFormat::linearPCM;
             format.formatFlags = AudioFormat::isPacked;
@@ -220,7 +255,7 @@ private:
                 format.formatFlags |= AudioFormat::isFloat;
             else if (id != AV_CODEC_ID_PCM_U8)
                 format.formatFlags |= AudioFormat::isSignedInteger;
-            const char* name = ffmpeg::avcodec_get_name(id);
+            const char* name = avcodec_get_name(id);
             if (std::string_view(name).ends_with("be")) format.formatFlags |= AudioFormat::isBigEndian;
             format.bitsPerChannel = bits;
             format.framesPerPacket = 1;
@@ -299,10 +334,10 @@ private:
     // Decodes the next frame of the stream into the pending planes. False at the end.
     bool decodeNext() {
         while (!finished_) {
-            const int received = ffmpeg::avcodec_receive_frame(codec_.get(), frame_.get());
+            const int received = avcodec_receive_frame(codec_.get(), frame_.get());
             if (received == 0) {
                 const bool hasFrames = convertFrame();
-                ffmpeg::av_frame_unref(frame_.get());
+                av_frame_unref(frame_.get());
                 if (hasFrames) return true;
                 continue;
             }
@@ -315,19 +350,19 @@ private:
                 finished_ = true;
                 break;
             }
-            const int status = ffmpeg::av_read_frame(format_.get(), packet_.get());
+            const int status = av_read_frame(format_.get(), packet_.get());
             if (status == AVERROR_EOF) {
                 draining_ = true;
-                check(ffmpeg::avcodec_send_packet(codec_.get(), nullptr), "ExtAudioFileRead", function());
+                check(avcodec_send_packet(codec_.get(), nullptr), "ExtAudioFileRead", function());
                 continue;
             }
             check(status, "ExtAudioFileRead", function());
             if (packet_->stream_index != streamIndex_) {
-                ffmpeg::av_packet_unref(packet_.get());
+                av_packet_unref(packet_.get());
                 continue;
             }
-            const int sent = ffmpeg::avcodec_send_packet(codec_.get(), packet_.get());
-            ffmpeg::av_packet_unref(packet_.get());
+            const int sent = avcodec_send_packet(codec_.get(), packet_.get());
+            av_packet_unref(packet_.get());
             check(sent, "ExtAudioFileRead", function());
         }
         pendingFrames_ = pendingOffset_ = 0;
@@ -343,8 +378,7 @@ private:
             const std::int64_t pts = frame_->best_effort_timestamp;
             if (pts != AV_NOPTS_VALUE) {
                 const AVStream* stream = format_->streams[streamIndex_];
-                const std::int64_t start =
-                    ffmpeg::av_rescale_q(pts, stream->time_base, AVRational{1, sampleRate_});
+                const std::int64_t start = av_rescale_q(pts, stream->time_base, AVRational{1, sampleRate_});
                 // Frames are lost when a damaged stream resyncs further on; playing on would
                 // shift every later frame, so it is an error.
                 if (start != cursor_ && cursorKnown_)
@@ -356,14 +390,12 @@ private:
         if (!resampler_ || frame_->format != resamplerInput_) {
             SwrContext* raw = nullptr;
             AVChannelLayout layout{};
-            ffmpeg::av_channel_layout_default(&layout, channels_);
-            check(ffmpeg::swr_alloc_set_opts2(&raw, &layout, AV_SAMPLE_FMT_FLTP, sampleRate_, &layout,
-                                              static_cast<AVSampleFormat>(frame_->format), sampleRate_, 0,
-                                              nullptr),
+            av_channel_layout_default(&layout, channels_);
+            check(swr_alloc_set_opts2(&raw, &layout, AV_SAMPLE_FMT_FLTP, sampleRate_, &layout,
+                                      static_cast<AVSampleFormat>(frame_->format), sampleRate_, 0, nullptr),
                   "ExtAudioFileSetProperty: Client Data Format", function());
             resampler_.reset(raw);
-            check(ffmpeg::swr_init(resampler_.get()), "ExtAudioFileSetProperty: Client Data Format",
-                  function());
+            check(swr_init(resampler_.get()), "ExtAudioFileSetProperty: Client Data Format", function());
             resamplerInput_ = frame_->format;
         }
         if (frames > pendingCapacity_) {
@@ -375,9 +407,8 @@ private:
         for (int channel = 0; channel < channels_; ++channel)
             planes[static_cast<std::size_t>(channel)] =
                 reinterpret_cast<std::uint8_t*>(const_cast<float*>(pendingPlane(channel)));
-        const int converted =
-            ffmpeg::swr_convert(resampler_.get(), planes.data(), frames,
-                                const_cast<const std::uint8_t**>(frame_->extended_data), frames);
+        const int converted = swr_convert(resampler_.get(), planes.data(), frames,
+                                          const_cast<const std::uint8_t**>(frame_->extended_data), frames);
         check(converted, "ExtAudioFileRead", function());
         pendingFrames_ = converted;
         pendingOffset_ = 0;
@@ -413,12 +444,10 @@ private:
         const AVStream* stream = format_->streams[streamIndex_];
         std::int64_t aim = target;
         for (int attempt = 0; attempt < 8; ++attempt) {
-            const std::int64_t timestamp =
-                ffmpeg::av_rescale_q(aim, AVRational{1, sampleRate_}, stream->time_base);
-            const int status =
-                ffmpeg::av_seek_frame(format_.get(), streamIndex_, timestamp, AVSEEK_FLAG_BACKWARD);
+            const std::int64_t timestamp = av_rescale_q(aim, AVRational{1, sampleRate_}, stream->time_base);
+            const int status = av_seek_frame(format_.get(), streamIndex_, timestamp, AVSEEK_FLAG_BACKWARD);
             if (status < 0) break;
-            ffmpeg::avcodec_flush_buffers(codec_.get());
+            avcodec_flush_buffers(codec_.get());
             pendingFrames_ = pendingOffset_ = 0;
             draining_ = finished_ = false;
             cursorKnown_ = false;

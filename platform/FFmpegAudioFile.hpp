@@ -11,4 +11,8 @@ namespace lorvan::platform {
 /// those containers, or its declared end cannot be decoded.
 [[nodiscard]] std::unique_ptr<AudioFile> openFFmpegAudioFile(const Url& url);
 
+/// Makes `LKOSStatus` show FFmpeg's own message for its codes, silences FFmpeg's log and bounds
+/// the size of any one FFmpeg allocation. Idempotent.
+void installFFmpegStatusDescriptions();
+
 } // namespace lorvan::platform

@@ -13,9 +13,7 @@
 #include "presentation/UserUISettings.hpp"
 
 #include <QApplication>
-#include <QBuffer>
 #include <QCommandLineParser>
-#include <QImageReader>
 #include <QWindow>
 #include <algorithm>
 #include <array>
@@ -109,17 +107,9 @@ int main(int argc, char* argv[]) {
     // The launch's disc is assembled (its files read, its IDs computed) on a thread of its own
     // while the session and the window are built.
     std::future<AudioDisc> assembly;
-    if (!launch.paths.empty()) {
-        // The assembly's first file loads FFmpeg, and while it does (50-70 ms) the dynamic
-        // loader admits no other library. Qt loads its image-format plugins the first time it
-        // reads an image (the menu bar's first icon): asked now, the window's build does not
-        // wait for the assembly.
-        QBuffer nothing;
-        nothing.open(QIODevice::ReadOnly);
-        (void)QImageReader(&nothing).format();
+    if (!launch.paths.empty())
         assembly = PlayerSession::assemble(
             window::MainWindow::discLocation(std::filesystem::absolute(launch.paths.front())));
-    }
     PlayerSession::Options options;
     options.soundDevice = outputChoice != QLatin1String("null");
     if (!playerSettings.outputDevice.value().empty())

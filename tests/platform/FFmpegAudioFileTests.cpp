@@ -2,7 +2,6 @@
 #include "platform/AudioFixtures.hpp"
 #include "platform/FFmpegAudioEncoder.hpp"
 #include "platform/FFmpegAudioFile.hpp"
-#include "platform/FFmpegLibrary.hpp"
 #include "support/TestSupport.hpp"
 
 #include <algorithm>
@@ -245,7 +244,7 @@ TEST_F(BadFile, corruptFramesInTheMiddleThrowFromRead) {
 }
 
 TEST(LKOSStatus, displayStylesShowNumberTagNameAndText) {
-    ASSERT_EQ(platform::ffmpeg::load(), 0);
+    platform::installFFmpegStatusDescriptions();
     const LKOSStatus invalid(-0x41444E49);
     EXPECT_EQ(invalid.displayText(LKOSStatus::DisplayStyle::value), "-1094995529");
     EXPECT_EQ(invalid.displayText(LKOSStatus::DisplayStyle::code), "'INDA'");

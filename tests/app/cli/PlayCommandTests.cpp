@@ -108,24 +108,6 @@ TEST_F(PlayCommand, RefusesBadOptionsAndInputsWithTheSharedExitStatuses) {
     EXPECT_THAT(missing.out, HasSubstr("Couldn't open"));
 }
 
-TEST_F(PlayCommand, WithoutFFmpegItSaysWhyRefusesTheDiscAndExitsWithOne) {
-#ifndef LORVAN_AVUTIL_LIBRARY
-    GTEST_SKIP() << "FFmpeg is loaded from a folder of its own";
-#else
-    // FFmpeg is loaded when the first file is opened: a damaged library found first stops that.
-    const auto damaged = directory.write("libraries/" LORVAN_AVUTIL_LIBRARY, "not a library");
-    const auto run = test::runProcess(
-        "timeout",
-        "-s TERM 60 " + test::shellQuoted(LORVAN_CLI) + " play " + test::shellQuoted(cueSheet()) +
-            " --output null",
-        environment() + " LD_LIBRARY_PATH=" + test::shellQuoted(damaged.parent_path()), true);
-    EXPECT_EQ(run.status, 1) << run.out;
-    EXPECT_THAT(run.out, HasSubstr("FFmpeg could not be loaded, so no audio file can be read or written: " +
-                                   damaged.string()));
-    EXPECT_THAT(run.out, HasSubstr("failed: Function not implemented"));
-#endif
-}
-
 /// The last line of `text`, without its line break.
 std::string lastLine(std::string text) {
     while (!text.empty() && text.back() == '\n')
