@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/display/HugePageAllocator.hpp"
+#include "app/display/PrefaultedAllocator.hpp"
 #include "presentation/DisplayState.hpp"
 #include "presentation/DotMatrixRasterizer.hpp"
 #include "presentation/LCTheme.hpp"
